@@ -1,0 +1,44 @@
+# Two entry points for a fresh Debian 12 machine: `make run` and `make test`.
+# Each installs what is missing, configures and builds on its own.
+SHELL := /bin/bash
+JOBS ?= $(shell nproc)
+CMAKE_FLAGS := -G Ninja -Wno-dev
+
+.PHONY: run test deps release asan tsan bench demo clean
+
+deps:
+	@bash scripts/setup-deps.sh
+
+release: deps
+	@cmake -S . -B build/release $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=Release -DOSTINEL_TESTS=OFF -DOSTINEL_BENCH=ON >/dev/null
+	@cmake --build build/release -j $(JOBS)
+
+asan: deps
+	@cmake -S . -B build/asan $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=Debug -DOSTINEL_SANITIZE=address,undefined -DOSTINEL_BENCH=ON >/dev/null
+	@cmake --build build/asan -j $(JOBS)
+
+tsan: deps
+	@cmake -S . -B build/tsan $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOSTINEL_SANITIZE=thread >/dev/null
+	@cmake --build build/tsan -j $(JOBS)
+
+demo: release
+	@rm -rf build/demo && build/release/tools/ostinel-cli demo build/demo
+
+# Until the desktop application lands, the demo show is made and inspected.
+run: demo
+	@echo "== Running order of build/demo/Demo.ot"
+	@build/release/tools/ostinel-cli show list build/demo/Demo.ot
+	@echo "== Audio"
+	@build/release/tools/ostinel-cli probe build/demo/Media/*
+
+test: asan
+	@cd build/asan && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+	  LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp:print_suppressions=0 \
+	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	  QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 600
+
+bench: release
+	@for b in build/release/bench/bench_*; do echo "== $$b"; $$b; done
+
+clean:
+	rm -rf build

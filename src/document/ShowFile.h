@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "base/Expected.h"
+#include "document/Show.h"
+
+namespace ostinel {
+
+class Preferences;
+
+// The ".ot" show file: one JSON object, the Show record.
+namespace ShowFile {
+
+enum class Flavour {
+    pretty,  // saved shows: indented, keys sorted at every level, "/" escaped
+    compact, // the autosave file
+};
+
+// Fails when a number cannot be written (NaN or infinity), naming the field.
+Expected<std::string> encode(const Show& show, Flavour flavour);
+
+// Tolerant of missing keys and nulls, strict about types and enumeration
+// strings: a value of the wrong kind fails the whole read.
+Expected<Show> decode(std::string_view json);
+
+// Reads and decodes a file; the error carries the system's or parser's reason.
+Expected<Show> read(const std::string& path);
+
+// One plain, non-atomic write of the encoded show. Nothing on success.
+std::optional<Error> write(const Show& show, const std::string& path, Flavour flavour);
+
+} // namespace ShowFile
+
+// Early versions kept control mappings and the OSC destination in the
+// preferences: move them into a show that has none of its own.
+void migrateLegacyMappings(Show& show, const Preferences& preferences);
+
+} // namespace ostinel
