@@ -1,0 +1,192 @@
+#include <gtest/gtest.h>
+
+#include "playback/LoopWalk.h"
+
+using namespace ostinel;
+using Segment = LoopWalk::Segment;
+using Bridge = LoopWalk::Bridge;
+
+namespace {
+Loop makeLoop(double start, double end, bool counted = false, std::int64_t count = 2) {
+    Loop l;
+    l.startSeconds = start;
+    l.endSeconds = end;
+    l.playCountEnabled = counted;
+    l.playCount = count;
+    return l;
+}
+
+LoopWalk walkOver(double start, double end, std::vector<Loop> loops, bool cue = false) {
+    LoopWalk w;
+    w.startTime = start;
+    w.outEnd = end;
+    w.cursor = start;
+    w.loops = std::move(loops);
+    w.loopsCue = cue;
+    return w;
+}
+
+const LoopWalk::BridgeSeconds fiveMs = [](const Loop&) { return std::optional<double>(0.005); };
+const LoopWalk::BridgeSeconds noBridge = [](const Loop&) { return std::optional<double>(); };
+
+Segment segmentOf(const std::optional<LoopWalk::Step>& step) {
+    EXPECT_TRUE(step && std::holds_alternative<Segment>(*step));
+    return step && std::holds_alternative<Segment>(*step) ? std::get<Segment>(*step) : Segment{};
+}
+} // namespace
+
+TEST(LoopWalk, CountedLoopRepeatsThroughBridgesAndLeaves) {
+    Loop loop = makeLoop(10, 20, true, 3);
+    LoopWalk w = walkOver(0, 30, {loop});
+    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{0, 10, std::nullopt, false}));
+    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{10, 20, loop.id, false}));
+    EXPECT_EQ(w.passes, 1);
+    EXPECT_EQ(w.next(fiveMs), LoopWalk::Step(Bridge{loop, 0.005}));
+    EXPECT_DOUBLE_EQ(w.cursor, 10.005);
+    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{10.005, 20, loop.id, false}));
+    EXPECT_EQ(w.passes, 2);
+    EXPECT_EQ(w.next(fiveMs), LoopWalk::Step(Bridge{loop, 0.005}));
+    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{10.005, 20, loop.id, true}));
+    EXPECT_FALSE(w.loopID);
+    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{20, 30, std::nullopt, false}));
+    EXPECT_FALSE(w.next(fiveMs));
+    EXPECT_TRUE(w.isDone);
+}
+
+TEST(LoopWalk, WithoutABridgeRepeatsStartExactlyOnTheLoopStart) {
+    Loop loop = makeLoop(1, 2, true, 2);
+    LoopWalk w = walkOver(1, 3, {loop});
+    EXPECT_EQ(segmentOf(w.next(noBridge)), (Segment{1, 2, loop.id, false}));
+    EXPECT_EQ(segmentOf(w.next(noBridge)), (Segment{1, 2, loop.id, true}));
+    EXPECT_EQ(segmentOf(w.next(noBridge)), (Segment{2, 3, std::nullopt, false}));
+}
+
+TEST(LoopWalk, PlayCountBelowTwoIsOneFinalPass) {
+    for (std::int64_t count : {0, 1}) {
+        Loop loop = makeLoop(1, 2, true, count);
+        LoopWalk w = walkOver(1, 3, {loop});
+        EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{1, 2, loop.id, true}));
+        EXPECT_FALSE(w.pendingBridge);
+    }
+}
+
+TEST(LoopWalk, OpenLoopRepeatsUntilAskedToLeave) {
+    Loop loop = makeLoop(1, 2);
+    LoopWalk w = walkOver(0, 3, {loop});
+    w.next(fiveMs);
+    for (int pass = 0; pass < 50; ++pass) {
+        EXPECT_FALSE(segmentOf(w.next(fiveMs)).isFinal);
+        EXPECT_TRUE(std::holds_alternative<Bridge>(*w.next(fiveMs)));
+    }
+    w.next(fiveMs); // a pass is queued with its seam owed
+    w.exitRequestedLoopID = loop.id;
+    // The seam is simply not taken: on from the loop's end.
+    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{2, 3, std::nullopt, false}));
+    EXPECT_FALSE(w.exitRequestedLoopID);
+}
+
+TEST(LoopWalk, FreshWalkInsideALoopStartsThereAtPassZero) {
+    Loop loop = makeLoop(1, 4, true, 3);
+    LoopWalk w = walkOver(0, 5, {loop});
+    w.cursor = 2.5;
+    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{2.5, 4, loop.id, false}));
+    EXPECT_EQ(w.passes, 1);
+}
+
+TEST(LoopWalk, EndOfRangeWithoutCueLoopEndsAtOnce) {
+    LoopWalk w = walkOver(0, 5, {});
+    w.cursor = 5 - 0.0000005;
+    EXPECT_FALSE(w.next(fiveMs));
+    EXPECT_TRUE(w.isDone);
+}
+
+TEST(LoopWalk, DisabledAndEmptyLoops) {
+    Loop disabled = makeLoop(1, 2);
+    disabled.enabled = false;
+    Loop empty = makeLoop(3, 3);
+    LoopWalk w = walkOver(0, 5, {disabled, empty});
+    // The disabled loop neither contains nor breaks; the empty one breaks the segment only.
+    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{0, 3, std::nullopt, false}));
+    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{3, 5, std::nullopt, false}));
+    EXPECT_FALSE(w.next(fiveMs));
+}
+
+TEST(LoopWalk, LoopPastTheOutPointPlaysOnceUpToIt) {
+    Loop loop = makeLoop(2, 8);
+    LoopWalk w = walkOver(0, 5, {loop});
+    w.next(fiveMs);
+    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{2, 5, loop.id, true}));
+    EXPECT_FALSE(w.next(fiveMs));
+}
+
+TEST(LoopWalk, StaleExitRequestIsClearedWithoutEffect) {
+    Loop a = makeLoop(1, 2, true, 2);
+    LoopWalk w = walkOver(0, 4, {a});
+    w.next(fiveMs);
+    w.exitRequestedLoopID = Uuid::random(); // a loop already left
+    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{1, 2, a.id, false}));
+    EXPECT_FALSE(w.exitRequestedLoopID);
+}
+
+TEST(LoopWalk, CueLoopWrapsAndRecountsInnerLoops) {
+    Loop inner = makeLoop(1, 2, true, 2);
+    LoopWalk w = walkOver(0, 3, {inner}, true);
+    ASSERT_TRUE(w.cueLoop());
+    EXPECT_EQ(w.cueLoop()->id, Loop::cueLoopID);
+    EXPECT_EQ(segmentOf(w.next(noBridge)), (Segment{0, 1, Loop::cueLoopID, false}));
+    EXPECT_EQ(segmentOf(w.next(noBridge)), (Segment{1, 2, inner.id, false}));
+    EXPECT_EQ(segmentOf(w.next(noBridge)), (Segment{1, 2, inner.id, true}));
+    EXPECT_EQ(segmentOf(w.next(noBridge)), (Segment{2, 3, Loop::cueLoopID, false}));
+    auto seam = w.next(fiveMs);
+    ASSERT_TRUE(seam && std::holds_alternative<Bridge>(*seam));
+    EXPECT_EQ(std::get<Bridge>(*seam).loop.id, Loop::cueLoopID);
+    EXPECT_EQ(segmentOf(w.next(noBridge)), (Segment{0.005, 1, Loop::cueLoopID, false}));
+    EXPECT_EQ(segmentOf(w.next(noBridge)), (Segment{1, 2, inner.id, false})); // counted afresh
+    w.cueExitRequested = true;
+    EXPECT_EQ(segmentOf(w.next(noBridge)), (Segment{1, 2, inner.id, true}));
+    EXPECT_EQ(segmentOf(w.next(noBridge)), (Segment{2, 3, Loop::cueLoopID, true}));
+    EXPECT_FALSE(w.next(noBridge));
+}
+
+TEST(LoopWalk, LeavingALoopOnTheOutPointGoesToTheCueSeam) {
+    Loop loop = makeLoop(2, 3);
+    LoopWalk w = walkOver(0, 3, {loop}, true);
+    w.next(noBridge);
+    w.next(noBridge);
+    w.exitRequestedLoopID = loop.id;
+    auto step = w.next(fiveMs);
+    ASSERT_TRUE(step && std::holds_alternative<Bridge>(*step));
+    EXPECT_EQ(std::get<Bridge>(*step).loop.id, Loop::cueLoopID);
+}
+
+TEST(LoopWalk, TooShortARangeNeverCueLoops) {
+    LoopWalk w = walkOver(1, 1.049, {}, true);
+    EXPECT_FALSE(w.cueLoop());
+    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{1, 1.049, std::nullopt, false}));
+    EXPECT_FALSE(w.next(fiveMs));
+}
+
+TEST(PlayedSpans, JoinsContinuousAudioAndSplitsAtSeams) {
+    using namespace PlayedSpans;
+    const double rate = 100;
+    // File frames 0..100, then a seam back to frame 50.
+    std::vector<Piece> pieces{{0, 0, 100}, {100, 50, 50}};
+    auto first = spans(pieces, 0, 80, std::nullopt, rate);
+    ASSERT_EQ(first.spans.size(), 1u);
+    EXPECT_DOUBLE_EQ(first.spans[0].after, -LoopWalk::epsilon); // the first frame fires
+    EXPECT_DOUBLE_EQ(first.spans[0].through, 0.8);
+    EXPECT_EQ(first.lastEnd, 80);
+    // Continuing: no epsilon at the boundary, and the seam opens a new span.
+    auto second = spans(pieces, 80, 130, first.lastEnd, rate);
+    ASSERT_EQ(second.spans.size(), 2u);
+    EXPECT_EQ(second.spans[0], (Span{0.8, 1.0}));
+    EXPECT_DOUBLE_EQ(second.spans[1].after, 0.5 - LoopWalk::epsilon);
+    EXPECT_DOUBLE_EQ(second.spans[1].through, 0.8);
+    EXPECT_FALSE(second.spans[0].contains(0.8));
+    EXPECT_TRUE(second.spans[1].contains(0.8)); // fires again on the next pass
+    // Pieces that join exactly give one span.
+    auto joined = spans({{0, 0, 10}, {10, 10, 10}}, 0, 20, std::nullopt, rate);
+    ASSERT_EQ(joined.spans.size(), 1u);
+    EXPECT_DOUBLE_EQ(joined.spans[0].through, 0.2);
+    EXPECT_TRUE(spans(pieces, 50, 50, 7, rate).spans.empty());
+}
