@@ -22,14 +22,14 @@ tsan: deps
 	@cmake --build build/tsan -j $(JOBS)
 
 demo: release
-	@rm -rf build/demo && build/release/tools/ostinel-cli demo build/demo
+	@rm -rf build/Demo && build/release/tools/ostinel-cli demo build/Demo
 
 # Until the desktop application lands, the demo show is made and inspected.
 run: demo
-	@echo "== Running order of build/demo/Demo.ot"
-	@build/release/tools/ostinel-cli show list build/demo/Demo.ot
+	@echo "== Running order of build/Demo/Demo.ot"
+	@build/release/tools/ostinel-cli show list build/Demo/Demo.ot
 	@echo "== Audio"
-	@build/release/tools/ostinel-cli probe build/demo/Media/*
+	@build/release/tools/ostinel-cli probe build/Demo/Media/*
 
 test: asan
 	@cd build/asan && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \

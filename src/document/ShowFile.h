@@ -14,19 +14,22 @@ class Preferences;
 // The ".ot" show file: one JSON object, the Show record.
 namespace ShowFile {
 
+// Both sort keys and escape "/" as "\/"; the reader makes no difference.
 enum class Flavour {
-    pretty,  // saved shows: indented, keys sorted at every level, "/" escaped
-    compact, // the autosave file
+    pretty,  // saved shows: indented, for diffs
+    compact, // the autosave file: no whitespace
 };
 
-// Fails when a number cannot be written (NaN or infinity), naming the field.
+// Fails, naming the field, on a number JSON cannot hold (NaN, infinity) or
+// text that is not UTF-8.
 Expected<std::string> encode(const Show& show, Flavour flavour);
 
 // Tolerant of missing keys and nulls, strict about types and enumeration
 // strings: a value of the wrong kind fails the whole read.
 Expected<Show> decode(std::string_view json);
 
-// Reads and decodes a file; the error carries the system's or parser's reason.
+// Reads and decodes a file; the error carries the system's reason, the
+// parser's, or the key path of the value that does not fit.
 Expected<Show> read(const std::string& path);
 
 // One plain, non-atomic write of the encoded show. Nothing on success.

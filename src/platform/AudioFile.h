@@ -17,8 +17,8 @@ class AudioFile {
 public:
     virtual ~AudioFile() = default;
 
-    // WAV, AIFF, FLAC, CAF, OGG and MP3 through libsndfile where it can,
-    // everything else (M4A with AAC or ALAC, MP4, ...) through FFmpeg.
+    // WAV, AIFF, FLAC, CAF and MP3 through libsndfile, everything else (Ogg,
+    // M4A with AAC or ALAC, MP4, raw AAC, ...) through FFmpeg.
     // Refuses a file with no frames or no rate, with the library's reason.
     static Expected<std::unique_ptr<AudioFile>> open(const std::string& path);
 

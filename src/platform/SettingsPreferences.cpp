@@ -2,7 +2,7 @@
 
 namespace ostinel {
 
-SettingsPreferences::SettingsPreferences() : settings_(QSettings::IniFormat, QSettings::UserScope, "Ostinel", "Ostinel") {}
+SettingsPreferences::SettingsPreferences() : settings_(QSettings::NativeFormat, QSettings::UserScope, "Ostinel", "Ostinel") {}
 
 SettingsPreferences::SettingsPreferences(const QString& iniPath) : settings_(iniPath, QSettings::IniFormat) {}
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 namespace ostinel::test {
 
@@ -8,5 +10,25 @@ namespace ostinel::test {
 // extension (wav: 16-bit PCM, aiff, flac, caf, ogg: Vorbis). Each channel
 // carries its own frequency so channel mix-ups show. Returns the path.
 std::string writeTone(const std::string& path, double seconds, int sampleRate = 44100, int channels = 2);
+
+// Sample layouts for a WAV written by writeSignal.
+enum class WavSamples { Int16, Int24, Int32, Float };
+
+// A signal that works lossy coders hard: channel 0 a 440 Hz tone at half
+// scale (where a decoder's delay shows), every other channel white noise
+// from a fixed seed (which drives AAC into noise substitution). Interleaved.
+std::vector<float> testSignal(std::int64_t frames, int sampleRate, int channels);
+
+// Writes testSignal through libsndfile, the format chosen by the extension
+// as for writeTone, `samples` choosing the layout of a WAV. Returns the path.
+std::string writeSignal(const std::string& path, std::int64_t frames, int sampleRate = 44100,
+                        int channels = 2, WavSamples samples = WavSamples::Int16);
+
+// Runs `ffmpeg -i source ARGUMENTS target` (arguments are split on spaces);
+// throws with ffmpeg's own message when it fails. Returns the target.
+std::string ffmpegConvert(const std::string& source, const std::string& target, const std::string& arguments);
+
+// A straight decode of the whole file by the ffmpeg tool, interleaved.
+std::vector<float> ffmpegDecode(const std::string& path);
 
 } // namespace ostinel::test

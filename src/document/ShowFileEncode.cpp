@@ -1,0 +1,172 @@
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include "document/ShowFile.h"
+#include "document/ShowFileFormat.h"
+
+namespace ostinel {
+
+namespace showfile {
+
+namespace {
+
+// Linux file names need not be UTF-8, and a cue's name often comes from one;
+// JSON text must be, so such a string fails the save by name rather than
+// deep inside the serializer.
+bool isValidUtf8(std::string_view s) {
+    std::size_t i = 0;
+    while (i < s.size()) {
+        auto c = static_cast<unsigned char>(s[i]);
+        std::size_t extra;
+        char32_t cp;
+        if (c < 0x80) { ++i; continue; }
+        if (c >= 0xC2 && c <= 0xDF) { extra = 1; cp = c & 0x1F; }
+        else if (c >= 0xE0 && c <= 0xEF) { extra = 2; cp = c & 0x0F; }
+        else if (c >= 0xF0 && c <= 0xF4) { extra = 3; cp = c & 0x07; }
+        else return false;
+        if (s.size() - i <= extra) return false;
+        for (std::size_t k = 1; k <= extra; ++k) {
+            auto cc = static_cast<unsigned char>(s[i + k]);
+            if ((cc & 0xC0) != 0x80) return false;
+            cp = (cp << 6) | (cc & 0x3F);
+        }
+        // Overlong forms, surrogates and values past U+10FFFF.
+        if ((extra == 2 && cp < 0x800) || (extra == 3 && (cp < 0x10000 || cp > 0x10FFFF)) ||
+            (cp >= 0xD800 && cp <= 0xDFFF))
+            return false;
+        i += extra + 1;
+    }
+    return true;
+}
+
+Json encodeValue(bool v, const Path&) { return v; }
+Json encodeValue(std::int64_t v, const Path&) { return v; }
+Json encodeValue(const Uuid& v, const Path&) { return v.toString(); }
+Json encodeValue(const FileUrl& v, const Path&) { return v.toString(); }
+
+Json encodeValue(double v, const Path& at) {
+    // The serializer would quietly write null, which reads back as the default.
+    if (std::isnan(v)) throw FormatError(at, "NaN cannot be written to a show file");
+    if (std::isinf(v)) throw FormatError(at, "infinity cannot be written to a show file");
+    return v;
+}
+
+Json encodeValue(const std::string& v, const Path& at) {
+    if (!isValidUtf8(v)) throw FormatError(at, "text is not valid UTF-8");
+    return v;
+}
+
+template <class E>
+    requires std::is_enum_v<E>
+Json encodeValue(E v, const Path&) {
+    for (const auto& [value, raw] : rawStrings(E{}))
+        if (value == v) return raw;
+    return nullptr; // unreachable: every enumerator has a raw string
+}
+
+class Members;
+
+// A record with a key list: written member by member.
+template <class T>
+concept Described = requires(Members& m, const T& record) { fields(m, record); };
+
+template <Described T>
+Json encodeValue(const T& record, const Path& at);
+
+template <class T>
+Json encodeValue(const CowList<T>& list, const Path& at) {
+    Json array = Json::array();
+    std::size_t i = 0;
+    for (const T& item : list) {
+        array.push_back(encodeValue(item, Path::element(at, i)));
+        ++i;
+    }
+    return array;
+}
+
+template <class V>
+Json encodeValue(const Cow<std::map<std::string, V>>& map, const Path& at) {
+    Json object = Json::object();
+    for (const auto& [key, value] : *map) {
+        Path keyPath = Path::mapKey(at, key);
+        if (!isValidUtf8(key)) throw FormatError(keyPath, "key is not valid UTF-8");
+        object[key] = encodeValue(value, keyPath);
+    }
+    return object;
+}
+
+// One JSON object being filled from a record. Every key is written, except
+// optional strings that are none: those are left out, never written as null.
+class Members {
+public:
+    explicit Members(const Path& at) : at_(at) {}
+
+    template <class T>
+    void operator()(const char* key, const T& value) {
+        object_[key] = encodeValue(value, Path::member(at_, key));
+    }
+    void operator()(const char* key, const std::optional<std::string>& value) {
+        if (value) (*this)(key, *value);
+    }
+    template <class T>
+    void required(const char* key, const T& value) {
+        (*this)(key, value);
+    }
+    Json take() { return std::move(object_); }
+
+private:
+    const Path& at_;
+    Json object_ = Json::object();
+};
+
+template <Described T>
+Json encodeValue(const T& record, const Path& at) {
+    Members m(at);
+    fields(m, record);
+    return m.take();
+}
+
+// Slashes only ever occur inside strings in JSON text, so escaping them in
+// the dumped text gives the same file as an encoder that escapes "/" itself.
+std::string escapeSlashes(const std::string& text) {
+    std::string out;
+    out.reserve(text.size() + text.size() / 16);
+    for (char c : text) {
+        if (c == '/') out += "\\/";
+        else out.push_back(c);
+    }
+    return out;
+}
+
+} // namespace
+
+} // namespace showfile
+
+Expected<std::string> ShowFile::encode(const Show& show, Flavour flavour) {
+    try {
+        // nlohmann keeps objects in std::map, so keys come out sorted at every level.
+        auto json = showfile::encodeValue(show, showfile::Path());
+        return showfile::escapeSlashes(flavour == Flavour::pretty ? json.dump(2) : json.dump());
+    } catch (const showfile::FormatError& e) {
+        return Error{e.what()};
+    }
+}
+
+std::optional<Error> ShowFile::write(const Show& show, const std::string& path, Flavour flavour) {
+    auto bytes = encode(show, flavour);
+    if (!bytes) return bytes.error();
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (!file) return Error{std::strerror(errno)};
+    bool written = std::fwrite(bytes->data(), 1, bytes->size(), file) == bytes->size();
+    int writeErrno = errno;
+    if (std::fclose(file) != 0 && written) return Error{std::strerror(errno)};
+    if (!written) return Error{std::strerror(writeErrno)};
+    return std::nullopt;
+}
+
+} // namespace ostinel

@@ -1,0 +1,116 @@
+#include "AppStateFixture.h"
+
+using namespace ostinel;
+
+namespace {
+struct AppStateTimeline : test::AppStateFixture {
+    std::vector<Uuid> ids;
+    Uuid track;
+    void SetUp() override {
+        ids = openShow({"one", "two", "three"});
+        track = ids[0];
+        state.setSelectedTrackID(track);
+    }
+    const Track& at(std::size_t i) const { return state.show().tracks[i]; }
+};
+} // namespace
+
+TEST_F(AppStateTimeline, UnknownTrackChangesNothing) {
+    Uuid unknown = Uuid::random();
+    EXPECT_FALSE(state.addLoop(unknown, 1, 2));
+    EXPECT_FALSE(state.addNote(unknown, 1));
+    state.deleteInRange(unknown, 0, 60);
+    EXPECT_FALSE(state.isDirty());
+}
+
+TEST_F(AppStateTimeline, DeletingClearsTheSelectionOnlyForTheSelectedItem) {
+    Uuid a = *state.addLoop(track, 1, 2);
+    Uuid b = *state.addLoop(track, 3, 4);
+    Uuid c = *state.addLoop(track, 5, 9);
+    state.addLoop(track, 9, 12); // partly outside the range below
+    state.setSelectedLoopID(a);
+    state.deleteLoop(track, b);
+    EXPECT_EQ(state.selectedLoopID(), a);
+    state.deleteLoop(track, a);
+    EXPECT_FALSE(state.selectedLoopID());
+
+    state.addAutomationPoint(track, 6);
+    state.setSelectedLoopID(c);
+    pause();
+    state.deleteInRange(track, 10, 4);
+    EXPECT_FALSE(state.selectedLoopID());
+    EXPECT_EQ(at(0).loops.size(), 1u);
+    EXPECT_TRUE(at(0).volumeAutomation.empty());
+    state.undo(); // both removals were one step
+    EXPECT_EQ(at(0).loops.size(), 2u);
+    EXPECT_EQ(at(0).volumeAutomation.size(), 1u);
+}
+
+TEST_F(AppStateTimeline, CopyAndPasteOfTheSelectedItem) {
+    Uuid loop = *state.addLoop(track, 10, 14);
+    EXPECT_FALSE(state.copyTimelineSelection(track, std::nullopt, std::nullopt, std::nullopt, std::nullopt));
+    EXPECT_FALSE(state.timelineClipboard());
+    state.setSelectedLoopID(loop);
+    EXPECT_TRUE(state.copyTimelineSelection(track, std::nullopt, std::nullopt, std::nullopt, std::nullopt));
+
+    state.pasteAtTime(ids[1], 58); // its end lands on the track's end
+    ASSERT_EQ(at(1).loops.size(), 1u);
+    EXPECT_EQ(at(1).loops[0].startSeconds, 56);
+    EXPECT_EQ(state.selectedLoopID(), at(1).loops[0].id);
+
+    state.setSelectedLoopID(std::nullopt);
+    state.pasteLoop(track, 11); // on top of the original: nothing added, nothing selected
+    EXPECT_EQ(at(0).loops.size(), 1u);
+    EXPECT_FALSE(state.selectedLoopID());
+}
+
+TEST_F(AppStateTimeline, RangesCopyAGroupAndSingleKindPastesTakeTheirOwnKind) {
+    state.addLoop(track, 2, 4);
+    state.addNote(track, 3);
+    state.addMidiTrigger(track, 20);
+    EXPECT_FALSE(state.copyTimelineSelection(track, TimeRange{30, 40}, std::nullopt, std::nullopt, std::nullopt));
+    EXPECT_TRUE(state.copyTimelineSelection(track, TimeRange{0, 10}, TimeRange{0, 10}, TimeRange{0, 30}, std::nullopt));
+
+    state.pasteAtTime(ids[1], 30);
+    EXPECT_EQ(at(1).loops[0].startSeconds, 30);
+    EXPECT_EQ(at(1).midiTriggers[0].timeSeconds, 48);
+    EXPECT_FALSE(state.selectedLoopID()); // a group is left unselected
+
+    state.pasteNote(ids[2], 7);
+    EXPECT_TRUE(at(2).loops.empty());
+    ASSERT_EQ(at(2).timelineNotes.size(), 1u);
+    EXPECT_EQ(at(2).timelineNotes[0].timeSeconds, 7);
+    EXPECT_EQ(state.selectedNoteID(), at(2).timelineNotes[0].id);
+}
+
+TEST_F(AppStateTimeline, DuplicateInsertsAfterTheSourceWithoutItsMapping) {
+    state.addNote(ids[1], 5);
+    state.setNumberMappings({{ids[1], 2}});
+    state.duplicateTrack(ids[1]);
+    ASSERT_EQ(state.show().tracks.size(), 4u);
+    EXPECT_EQ(at(2).name, "two Copy");
+    EXPECT_EQ(state.selectedTrackID(), at(2).id);
+    EXPECT_EQ(at(2).timelineNotes[0].id, at(1).timelineNotes[0].id);
+    EXPECT_EQ(state.numberMappings().size(), 1u);
+}
+
+TEST_F(AppStateTimeline, RemovingTracksCleansMappingsAndMovesTheSelection) {
+    Uuid stale = Uuid::random();
+    state.setNumberMappings({{ids[0], 1}, {ids[2], 3}});
+    Show s = state.show();
+    s.numberMappings.edit()[stale.toString()] = 9; // unknown key, kept on disk
+    state.setShow(s);
+    int replaced = 0;
+    state.onShowReplaced = [&](const Show&) { ++replaced; };
+
+    state.setSelectedTrackIDs({ids[0], ids[1]});
+    state.removeTracks({ids[1]});
+    EXPECT_EQ(state.selectedTrackIDs(), std::set<Uuid>{ids[0]});
+    state.removeTracks({ids[0]});
+    EXPECT_EQ(state.selectedTrackID(), ids[2]);
+    EXPECT_EQ(replaced, 2);
+    EXPECT_EQ(*state.show().numberMappings,
+              (std::map<std::string, std::int64_t>{{ids[2].toString(), 3}, {stale.toString(), 9}}));
+    state.removeTracks({ids[2]});
+    EXPECT_FALSE(state.selectedTrackID());
+}
