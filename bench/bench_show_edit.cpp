@@ -48,7 +48,13 @@ Show largeShow() {
 
 struct Fixture {
     ManualMainLoop loop;
-    MemoryPreferences preferences;
+    // Autosave would encode the whole show every 30 s of virtual time; it is
+    // measured by bench_showfile, not here.
+    MemoryPreferences preferences = [] {
+        MemoryPreferences p;
+        p.setValue("autosaveInterval", 1e9);
+        return p;
+    }();
     NoDialogs dialogs;
     AppState state{loop, preferences, dialogs, AppPaths::under("/nonexistent")};
     Uuid trackID, loopID;
