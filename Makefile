@@ -17,9 +17,10 @@ asan: deps
 	@cmake -S . -B build/asan $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=Debug -DOSTINEL_SANITIZE=address,undefined -DOSTINEL_BENCH=ON >/dev/null
 	@cmake --build build/asan -j $(JOBS)
 
+# The threaded parts (player, scheduler, engine) again under ThreadSanitizer.
 tsan: deps
 	@cmake -S . -B build/tsan $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOSTINEL_SANITIZE=thread >/dev/null
-	@cmake --build build/tsan -j $(JOBS)
+	@cmake --build build/tsan -j $(JOBS) --target test_playback
 
 demo: release
 	@rm -rf build/Demo && build/release/tools/ostinel-cli demo build/Demo
@@ -31,11 +32,13 @@ run: demo
 	@echo "== Audio"
 	@build/release/tools/ostinel-cli probe build/Demo/Media/*
 
-test: asan
+test: asan tsan
 	@cd build/asan && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
 	  LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp:print_suppressions=0 \
 	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 600
+	@cd build/tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+	  QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 600 -L playback
 
 bench: release
 	@for b in build/release/bench/bench_*; do echo "== $$b"; $$b; done

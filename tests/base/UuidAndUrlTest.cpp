@@ -7,7 +7,7 @@
 
 using namespace ostinel;
 
-TEST(Uuid, ParsesEitherCaseAndWritesUpperCase) {
+TEST(Uuid, ParsesEitherCaseWritesUpperCaseAndRandomIdsAreVersionFourAndDistinct) {
     auto id = Uuid::parse("7a3d1009-0000-4000-8000-00000000a3d1");
     ASSERT_TRUE(id);
     EXPECT_EQ(id->toString(), "7A3D1009-0000-4000-8000-00000000A3D1");
@@ -15,9 +15,7 @@ TEST(Uuid, ParsesEitherCaseAndWritesUpperCase) {
     EXPECT_FALSE(Uuid::parse("7A3D1009-0000-4000-8000-00000000A3D"));
     EXPECT_FALSE(Uuid::parse("7A3D1009+0000-4000-8000-00000000A3D1"));
     EXPECT_FALSE(Uuid::parse("GA3D1009-0000-4000-8000-00000000A3D1"));
-}
 
-TEST(Uuid, RandomIdsAreVersionFourAndDistinct) {
     std::set<Uuid> seen;
     for (int i = 0; i < 1000; ++i) {
         Uuid id = Uuid::random();

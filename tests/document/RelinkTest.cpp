@@ -1,31 +1,28 @@
-#include "LifecycleFixture.h"
+#include "AppStateFixture.h"
+
+#include <algorithm>
 
 #include "document/Relink.h"
+#include "document/RelinkMatcher.h"
 
 using namespace ostinel;
 
-namespace {
-struct Relinking : test::LifecycleFixture {
-    FileUrl gone(const std::string& name) const { return FileUrl::fromPath("/gone/" + name); }
-    // A clean show of untrimmed 60-second tracks on these files.
-    std::vector<Uuid> showOn(const std::vector<FileUrl>& urls) {
-        state.setShow(Show{});
-        std::vector<Uuid> ids;
-        for (const auto& url : urls) ids.push_back(addTrack(url.fileNameWithoutExtension(), url));
-        state.resetHistory();
-        state.setDirty(false);
-        return ids;
-    }
-};
-} // namespace
+using Relinking = test::AppStateFixture;
+
+TEST_F(Relinking, TheSearchFindsAudioFilesOfAnyCaseInSubfoldersUpToALimit) {
+    dir.write("a/kick.wav", "x");
+    dir.write("a/b/Snare.AIF", "x");
+    dir.write("a/kick.ogg", "x"); // not an audio type the show relinks to
+    dir.write("notes.txt", "x");
+    std::vector<std::string> names;
+    for (auto& f : RelinkMatcher::audioFiles(dir.path().string(), 20000)) names.push_back(f.fileName());
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"Snare.AIF", "kick.wav"}));
+    EXPECT_EQ(RelinkMatcher::audioFiles(dir.path().string(), 1).size(), 1u);
+}
 
 TEST_F(Relinking, TheOutPointFollowsAnUntrimmedCueAndKeepsATrimOnlyIfItFits) {
-    Track trimmed;
-    trimmed.duration = 60.0;
-    trimmed.endSeconds = 10.0;
-    Track untrimmed = trimmed, unset = trimmed;
-    untrimmed.duration = untrimmed.endSeconds = 8.0;
-    unset.endSeconds = 0.0;
+    Track trimmed{.duration = 60, .endSeconds = 10}, untrimmed{.duration = 8, .endSeconds = 8}, unset{.duration = 60};
     const FileUrl thirty = tone("thirty.wav", 30.0), eight = tone("eight.wav", 8.0);
     auto relinked = [&](Track t, const FileUrl& url) {
         state.applyRelink(t, url);
@@ -50,16 +47,18 @@ TEST_F(Relinking, TheOutPointFollowsAnUntrimmedCueAndKeepsATrimOnlyIfItFits) {
 
 TEST_F(Relinking, RelinkAllRepairsEveryMatchInOneUndoStepAndReportsIt) {
     const FileUrl present = tone("here/present.wav");
-    auto ids = showOn({gone("Kick.WAV"), present, gone("pad.wav"), gone("bass.wav"), gone("vox.wav")});
+    auto ids =
+        openShow({file("gone/Kick.WAV"), present, file("gone/pad.wav"), file("gone/bass.wav"), file("gone/vox.wav")});
     const Show before = state.show();
-    tone("lib/a/b/kick.wav");
+    tone("lib/a/b/kick.wav"); // deeper: the shallower one wins
+    tone("lib/Pad.wav");      // exact case wins at the same depth
     const FileUrl kick = tone("lib/a/kick.wav"), pad = tone("lib/pad.wav"), bass = tone("lib/x/bass.aif");
     tone("lib/vox.ogg"); // not a type relinking looks for
 
     state.relinkAll(file("lib"));
     std::vector<FileUrl> urls;
     for (const Track& t : state.show().tracks) urls.push_back(t.url);
-    EXPECT_EQ(urls, (std::vector<FileUrl>{kick, present, pad, bass, gone("vox.wav")}));
+    EXPECT_EQ(urls, (std::vector<FileUrl>{kick, present, pad, bass, file("gone/vox.wav")}));
     EXPECT_DOUBLE_EQ(state.show().tracks[3].endSeconds, 0.1) << "untrimmed: follows the new file";
     EXPECT_EQ(lastAlert().message, "Relinked 3 of 4 missing files");
     EXPECT_EQ(lastAlert().informativeText, "Matched by a different name or format:\nKick.WAV → kick.wav\n"
@@ -77,24 +76,8 @@ TEST_F(Relinking, RelinkAllRepairsEveryMatchInOneUndoStepAndReportsIt) {
                                            "Undo (Ctrl+Z) reverts the whole batch.");
 }
 
-TEST_F(Relinking, ReportsWhenThereIsNothingToDoOrNothingFound) {
-    showOn({tone("here.wav")});
-    state.relinkAll(FileUrl::fromPath(dir.path().string()));
-    EXPECT_EQ(lastAlert().message, "Nothing to relink");
-    EXPECT_EQ(lastAlert().informativeText, "Every cue in this show points at a file that exists.");
-
-    showOn({gone("a.wav")});
-    state.relinkAll(file("Empty Folder"));
-    EXPECT_EQ(lastAlert().message, "No matching audio files found");
-    EXPECT_EQ(lastAlert().informativeText,
-              "None of the 1 missing file could be found in \"Empty Folder\" or its subfolders.");
-    EXPECT_FALSE(state.isDirty());
-    EXPECT_EQ(Relink::report({1, 1, {}, {}}, "Lib").title, "Relinked 1 of 1 missing file");
-    EXPECT_EQ(Relink::report({1, 1, {}, {}}, "Lib").text, "Undo (Ctrl+Z) reverts the whole batch.");
-}
-
-TEST_F(Relinking, RelinkTrackAsksBeforeTakingAFileOfAnotherName) {
-    auto ids = showOn({gone("kick.wav"), gone("snare.wav")});
+TEST_F(Relinking, RelinkTrackAsksBeforeTakingAFileOfAnotherNameAndEveryOutcomeIsReported) {
+    auto ids = openShow({file("gone/kick.wav"), file("gone/snare.wav")});
     const FileUrl other = tone("other.wav");
     dialogs.openAnswers = {{other.path()}};
     state.relinkTrack(ids[0]); // the alert unanswered: Cancel
@@ -104,7 +87,7 @@ TEST_F(Relinking, RelinkTrackAsksBeforeTakingAFileOfAnotherName) {
     EXPECT_EQ(lastAlert().message, "Different file selected");
     EXPECT_EQ(lastAlert().informativeText, "The selected file \"other.wav\" has a different name than the missing "
                                            "file \"kick.wav\". Use it anyway?");
-    EXPECT_EQ(state.show().tracks[0].url, gone("kick.wav"));
+    EXPECT_EQ(state.show().tracks[0].url, file("gone/kick.wav"));
 
     dialogs.openAnswers = {{other.path()}};
     dialogs.alertAnswers = {"Use Anyway"};
@@ -117,4 +100,15 @@ TEST_F(Relinking, RelinkTrackAsksBeforeTakingAFileOfAnotherName) {
     state.relinkTrack(ids[0]);
     EXPECT_EQ(state.show().tracks[1].url, snare) << "a folder relinks every missing file";
     EXPECT_EQ(lastAlert().message, "Relinked 1 of 1 missing file");
+    EXPECT_EQ(lastAlert().informativeText, "Undo (Ctrl+Z) reverts the whole batch.");
+
+    state.relinkAll(FileUrl::fromPath(dir.path().string()));
+    EXPECT_EQ(lastAlert().message, "Nothing to relink");
+    EXPECT_EQ(lastAlert().informativeText, "Every cue in this show points at a file that exists.");
+    openShow({file("gone/a.wav")});
+    state.relinkAll(file("Empty Folder"));
+    EXPECT_EQ(lastAlert().message, "No matching audio files found");
+    EXPECT_EQ(lastAlert().informativeText,
+              "None of the 1 missing file could be found in \"Empty Folder\" or its subfolders.");
+    EXPECT_FALSE(state.isDirty());
 }

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "document/ShowFile.h"
+#include "platform/MemoryPreferences.h"
 #include "support/ShowFixtures.h"
 #include "support/TempDir.h"
 
@@ -43,15 +44,13 @@ bool keysSorted(const nlohmann::ordered_json& v) {
     return true;
 }
 
-const char* trackWith(const char* members) {
-    static std::string text;
-    text = std::string(R"({"tracks":[{"url":"file:///m/a.wav",)") + members + "}]}";
-    return text.c_str();
+std::string trackWith(const std::string& members) {
+    return R"({"tracks":[{"url":"file:///m/a.wav",)" + members + "}]}";
 }
 
 } // namespace
 
-TEST(ShowFile, BothFlavoursReadBackEqualInEveryField) {
+TEST(ShowFile, BothFlavoursReadBackEqualInEveryFieldAndPrettyIsSortedEscapedAndLeavesOutUnsetOptionals) {
     Show show = test::richShow();
     for (auto flavour : {ShowFile::Flavour::pretty, ShowFile::Flavour::compact}) {
         std::string text = encoded(show, flavour);
@@ -61,11 +60,8 @@ TEST(ShowFile, BothFlavoursReadBackEqualInEveryField) {
     std::string compact = encoded(show, ShowFile::Flavour::compact);
     EXPECT_EQ(compact.find('\n'), std::string::npos);
     EXPECT_EQ(compact.find("\": "), std::string::npos);
-}
 
-TEST(ShowFile, PrettyOutputIsSortedEscapedAndLeavesOutUnsetOptionals) {
-    Show show = test::richShow();
-    std::string text = encoded(show);
+    const std::string text = encoded(show);
     EXPECT_TRUE(keysSorted(nlohmann::ordered_json::parse(text)));
     EXPECT_NE(text.find(R"("address": "\/lights\/cue\/7")"), std::string::npos);
     EXPECT_NE(text.find(R"("url": "file:\/\/\/home\/op\/Show%20Media\/%C3%9Cberture%20%231.wav")"), std::string::npos);
@@ -82,7 +78,7 @@ TEST(ShowFile, PrettyOutputIsSortedEscapedAndLeavesOutUnsetOptionals) {
     EXPECT_FALSE(tracks[1].contains("colorHex"));
 }
 
-TEST(ShowFile, MissingAndNullKeysTakeTheDefaults) {
+TEST(ShowFile, MissingAndNullKeysTakeTheDefaultsAndTheRestIsKeptAsItIs) {
     EXPECT_EQ(decoded("{}"), Show{});
     EXPECT_EQ(decoded(R"({"tracks":null,"name":null,"lastMode":null})"), Show{});
 
@@ -91,35 +87,20 @@ TEST(ShowFile, MissingAndNullKeysTakeTheDefaults) {
                                   R"("volumeAutomation":[{}],"fade":{},"relativePath":null,"colorHex":null)"));
     ASSERT_EQ(show.tracks.size(), 1u);
     const Track& t = show.tracks[0];
-    Track expected;
-    expected.url = FileUrl::fromPath("/m/a.wav");
-    expected.id = t.id;
-    expected.preRollMidiTrigger.id = t.preRollMidiTrigger.id;
-    expected.preRollOSCTrigger.id = t.preRollOSCTrigger.id;
-    Loop loop;
-    loop.id = t.loops[0].id;
-    Note note;
-    note.id = t.timelineNotes[0].id;
-    MidiTrigger midi;
-    midi.id = t.midiTriggers[0].id;
-    OSCTrigger osc;
-    osc.id = t.oscTriggers[0].id;
-    AutomationPoint point;
-    point.id = t.volumeAutomation[0].id;
-    expected.loops = {loop};
-    expected.timelineNotes = {note};
-    expected.midiTriggers = {midi};
-    expected.oscTriggers = {osc};
-    expected.volumeAutomation = {point};
+    // Fresh ids; everything else the defaults.
+    const Track expected{.id = t.id, .url = FileUrl::fromPath("/m/a.wav"),
+                         .volumeAutomation = {AutomationPoint{.id = t.volumeAutomation[0].id}},
+                         .loops = {Loop{.id = t.loops[0].id}}, .timelineNotes = {Note{.id = t.timelineNotes[0].id}},
+                         .midiTriggers = {MidiTrigger{.id = t.midiTriggers[0].id}},
+                         .preRollMidiTrigger = {.id = t.preRollMidiTrigger.id},
+                         .oscTriggers = {OSCTrigger{.id = t.oscTriggers[0].id}},
+                         .preRollOSCTrigger = {.id = t.preRollOSCTrigger.id}};
     EXPECT_EQ(t, expected);
-    EXPECT_DOUBLE_EQ(t.effectiveEnd(), t.duration) << "plays to the end of the file";
-
     // A missing id is a new identity on each read.
     EXPECT_NE(decoded(trackWith("\"name\":\"x\"")).tracks[0].id, decoded(trackWith("\"name\":\"x\"")).tracks[0].id);
-}
 
-TEST(ShowFile, KeepsFileOrderUnknownKeysAndMapKeysAsTheyAre) {
-    Show show = decoded(
+    // File order, unknown keys and map keys stay as they are.
+    show = decoded(
         R"({"future":{"x":1},"numberMappings":{"not-a-uuid":3,"7a3d1009-0000-4000-8000-00000000a3d1":2.0},)"
         R"("tracks":[{"url":"file:///m/a.wav","extra":[1,2],"loops":[{"startSeconds":9},{"startSeconds":1}]}]})");
     EXPECT_EQ(show.tracks[0].loops[0].startSeconds, 9.0);
@@ -156,7 +137,6 @@ TEST(ShowFile, AValueOfTheWrongKindFailsTheWholeReadNamingIt) {
     // The lenient side of the same rules.
     Show show = decoded(trackWith(R"("bpm":120,"midiTriggers":[{"channel":3.0}])"));
     EXPECT_EQ(show.tracks[0].midiTriggers[0].channel, 3);
-    EXPECT_EQ(decoded(trackWith(R"("midiTriggers":[{}])")).tracks[0].midiTriggers[0].channel, 1);
 }
 
 TEST(ShowFile, UnwritableValuesFailTheEncodeNamingTheField) {
@@ -180,12 +160,53 @@ TEST(ShowFile, ReadsAndWritesFilesWithTheSystemsReason) {
     std::string path = dir.file("show.ot");
     EXPECT_FALSE(ShowFile::write(show, path, ShowFile::Flavour::pretty));
     EXPECT_EQ(test::readText(path), encoded(show));
-    auto back = ShowFile::read(path);
-    ASSERT_TRUE(back.ok()) << back.error().message;
-    EXPECT_EQ(*back, show);
+    EXPECT_EQ(*ShowFile::read(path), show);
 
     EXPECT_EQ(ShowFile::read(dir.file("missing.ot")).error().message, "No such file or directory");
     EXPECT_EQ(ShowFile::read(dir.path().string()).error().message, "Is a directory");
     EXPECT_EQ(ShowFile::write(show, dir.file("no/such/folder.ot"), ShowFile::Flavour::pretty)->message,
               "No such file or directory");
+}
+
+TEST(LegacyMigration, AShowWithoutMappingsTakesThoseNamingItsTracksKeepsItsOwnAndIgnoresDamage) {
+    auto bytes = [](const std::string& text) { return PreferenceBytes(text.begin(), text.end()); };
+    const Show show{.tracks = {Track{}}};
+    const std::string id = show.tracks[0].id.toString();
+    MemoryPreferences prefs;
+    prefs.setValue("midiTrackMappings",
+                   bytes(R"({")" + id + R"(":{"kind":"note","channel":2,"number":64},)"
+                         R"("00000000-0000-4000-8000-000000000000":{"kind":"cc","channel":1,"number":1}})"));
+    prefs.setValue("numberTrackMappings", bytes(R"({")" + id + R"(":5,"gone":6})"));
+    prefs.setValue("oscTriggerHost", std::string("10.0.0.9"));
+    prefs.setValue("oscTriggerPort", std::int64_t(8000));
+    Show migrated = show;
+    migrateLegacyMappings(migrated, prefs);
+    EXPECT_EQ(*migrated.midiTrackMappings, (std::map<std::string, MidiKey>{{id, {MidiKey::Kind::note, 2, 64}}}));
+    EXPECT_EQ(*migrated.numberMappings, (std::map<std::string, std::int64_t>{{id, 5}}));
+    EXPECT_EQ(migrated.oscTriggerHost, "10.0.0.9");
+    EXPECT_EQ(migrated.oscTriggerPort, 8000);
+
+    Show own = test::richShow();
+    const Show before = own;
+    migrateLegacyMappings(own, prefs);
+    EXPECT_EQ(own, before);
+
+    // Each damaged preference is ignored on its own.
+    prefs.setValue("midiTrackMappings", bytes("{not json"));
+    prefs.setValue("numberTrackMappings", bytes(R"({")" + id + R"(":"five"})"));
+    prefs.setValue("oscTriggerPort", std::string("eighty"));
+    migrated = show;
+    migrateLegacyMappings(migrated, prefs);
+    EXPECT_TRUE(migrated.midiTrackMappings->empty());
+    EXPECT_TRUE(migrated.numberMappings->empty());
+    EXPECT_EQ(migrated.oscTriggerHost, "10.0.0.9");
+    EXPECT_EQ(migrated.oscTriggerPort, 53000);
+
+    // An empty host brings no port with it.
+    prefs.setValue("oscTriggerHost", std::string());
+    prefs.setValue("oscTriggerPort", std::int64_t(8000));
+    migrated = show;
+    migrateLegacyMappings(migrated, prefs);
+    EXPECT_EQ(migrated.oscTriggerHost, "");
+    EXPECT_EQ(migrated.oscTriggerPort, 53000);
 }

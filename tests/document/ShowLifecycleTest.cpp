@@ -1,4 +1,4 @@
-#include "LifecycleFixture.h"
+#include "AppStateFixture.h"
 
 #include "document/ProjectMedia.h"
 #include "document/ShowFile.h"
@@ -7,7 +7,7 @@ using namespace ostinel;
 namespace fs = std::filesystem;
 
 namespace {
-struct ShowLifecycle : test::LifecycleFixture {
+struct ShowLifecycle : test::AppStateFixture {
     bool saveAs(const std::string& relative) {
         dialogs.saveAnswers.push_back(dir.file(relative));
         return state.saveShowAs();
@@ -42,7 +42,7 @@ TEST_F(ShowLifecycle, SaveThenOpenRoundTripsWithoutTouchingHistory) {
     EXPECT_EQ(prerendered.back(), (std::vector<FileUrl>{file("intro.wav"), file("bows.wav")}));
 }
 
-TEST_F(ShowLifecycle, ADirtyShowAsksFirstAndEachAnswerDoesWhatItSays) {
+TEST_F(ShowLifecycle, ADirtyShowAsksFirstEachAnswerDoesWhatItSaysAndFailuresKeepTheShow) {
     addTrack("Intro", file("intro.wav"));
     const Show dirty = state.show();
     EXPECT_FALSE(state.newShow()); // unanswered: Cancel
@@ -68,10 +68,9 @@ TEST_F(ShowLifecycle, ADirtyShowAsksFirstAndEachAnswerDoesWhatItSays) {
     EXPECT_TRUE(state.loadShow(file("kept.ot")));
     EXPECT_EQ(lastAlert().informativeText, "Do you want to save the current show before opening another one?");
     EXPECT_EQ(state.show().tracks[0].name, "Intro");
-}
 
-TEST_F(ShowLifecycle, FailuresAlertWithTheReasonAndKeepTheShow) {
-    addTrack("Intro", file("intro.wav"));
+    // Failures alert with the reason and keep the show.
+    addTrack("Other", file("other.wav"));
     const Show show = state.show();
     dialogs.alertAnswers = {"Don't Save"};
     EXPECT_FALSE(state.loadShow(FileUrl::fromPath(dir.write("bad.ot", R"({"tracks":"no"})"))));
@@ -146,7 +145,7 @@ TEST_F(ShowLifecycle, AMovedProjectFindsItsOwnMedia) {
     EXPECT_TRUE(fs::exists(dir.file("Moved/.ostinel-project.svg")));
 }
 
-TEST_F(ShowLifecycle, AutosaveWritesOnlyADirtyShowWithTracks) {
+TEST_F(ShowLifecycle, AutosaveWritesOnlyADirtyShowWithTracksOnATimerThatRestartsOnlyForANewInterval) {
     state.setMode(AppMode::show);
     rename("Empty but dirty");
     loop.advance(30);
@@ -169,28 +168,21 @@ TEST_F(ShowLifecycle, AutosaveWritesOnlyADirtyShowWithTracks) {
     rename("Again");
     loop.advance(30);
     EXPECT_EQ(preferences.stringValue("autosaveOriginalPath"), dir.file("gig.ot"));
-}
 
-TEST_F(ShowLifecycle, TheAutosaveTimerRestartsOnlyForANewInterval) {
-    preferences.setValue("autosaveInterval", 10.0);
-    AppState other(loop, preferences, dialogs, AppPaths::under(dir.path().string()));
-    const std::string file = AppPaths::under(dir.path().string()).recoveryFile;
-    Show s;
-    s.tracks.push_back(Track{});
-    other.setShow(s);
-
+    // The timer restarts only for a new interval.
+    fs::remove(recovery());
+    loop.advance(10);
+    state.setAutosaveInterval(30.0);
+    loop.advance(20);
+    EXPECT_TRUE(fs::exists(recovery())) << "same value: the timer went on";
+    fs::remove(recovery());
     loop.advance(6);
-    other.setAutosaveInterval(10.0);
-    loop.advance(4);
-    EXPECT_TRUE(fs::exists(file)) << "same value: the timer went on";
-    fs::remove(file);
-    loop.advance(6);
-    other.setAutosaveInterval(20.0);
+    state.setAutosaveInterval(20.0);
     EXPECT_EQ(preferences.doubleValue("autosaveInterval"), 20.0);
     loop.advance(19);
-    EXPECT_FALSE(fs::exists(file)) << "a new value starts over";
+    EXPECT_FALSE(fs::exists(recovery())) << "a new value starts over";
     loop.advance(1);
-    EXPECT_TRUE(fs::exists(file));
+    EXPECT_TRUE(fs::exists(recovery()));
 }
 
 TEST_F(ShowLifecycle, RecoveryRestoresDiscardsOrDropsACorruptFile) {
@@ -237,7 +229,7 @@ TEST_F(ShowLifecycle, RecoveryRestoresDiscardsOrDropsACorruptFile) {
     EXPECT_EQ(answers.alerts.size(), asked) << "shown once, then the file is gone";
 }
 
-TEST_F(ShowLifecycle, RecentShowsKeepTenNewestFirstAndForgetMissingFiles) {
+TEST_F(ShowLifecycle, RecentShowsKeepTenNewestFirstAndTheNextRunReadsThemWithThePreferences) {
     std::vector<FileUrl> shows;
     for (int i = 0; i < 11; ++i) {
         shows.push_back(FileUrl::fromPath(dir.write("show" + std::to_string(i) + ".ot", "{}")));
@@ -251,8 +243,15 @@ TEST_F(ShowLifecycle, RecentShowsKeepTenNewestFirstAndForgetMissingFiles) {
 
     fs::remove(shows[5].path());
     preferences.setValue("openLastShowOnLaunch", true);
+    preferences.setValue("helplineEnabled", false);
+    preferences.setValue("autosaveInterval", 10.0);
     AppState next(loop, preferences, dialogs, AppPaths::under(dir.path().string()));
-    ASSERT_EQ(next.recentShowURLs().size(), 9u);
+    EXPECT_EQ(next.autosaveInterval(), 10.0);
+    ASSERT_EQ(next.recentShowURLs().size(), 9u) << "the missing file is forgotten";
+    EXPECT_FALSE(next.helplineEnabled());
+    EXPECT_TRUE(next.showCheckOnShowMode()) << "unset: the default";
+    next.setSpectralColoringEnabled(true);
+    EXPECT_EQ(preferences.boolValue("spectralColoringEnabled"), true);
     next.openLastShowIfRequested();
     EXPECT_EQ(next.currentFileURL(), shows[10]);
 }

@@ -30,12 +30,9 @@ void checkTypedReads(Preferences& prefs) {
 }
 } // namespace
 
-TEST(Preferences, MemoryStoreKeepsTypes) {
-    MemoryPreferences prefs;
-    checkTypedReads(prefs);
-}
-
-TEST(Preferences, SettingsFileSurvivesAReopen) {
+TEST(Preferences, BothStoresKeepTypesAndTheSettingsFileSurvivesAReopen) {
+    MemoryPreferences memory;
+    checkTypedReads(memory);
     test::TempDir dir;
     QString file = QString::fromStdString(dir.file("Ostinel.conf"));
     {

@@ -1,28 +1,30 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace ostinel::test {
 
-// Writes a test tone through libsndfile, the format chosen by the file's
-// extension (wav: 16-bit PCM, aiff, flac, caf, ogg: Vorbis). Each channel
-// carries its own frequency so channel mix-ups show. Returns the path.
-std::string writeTone(const std::string& path, double seconds, int sampleRate = 44100, int channels = 2);
-
 // Sample layouts for a WAV written by writeSignal.
 enum class WavSamples { Int16, Int24, Int32, Float };
 
 // A signal that works lossy coders hard: channel 0 a 440 Hz tone at half
 // scale (where a decoder's delay shows), every other channel white noise
-// from a fixed seed (which drives AAC into noise substitution). Interleaved.
+// from a fixed seed (which drives AAC into noise substitution), so channel
+// mix-ups show too. Interleaved.
 std::vector<float> testSignal(std::int64_t frames, int sampleRate, int channels);
 
-// Writes testSignal through libsndfile, the format chosen by the extension
-// as for writeTone, `samples` choosing the layout of a WAV. Returns the path.
-std::string writeSignal(const std::string& path, std::int64_t frames, int sampleRate = 44100,
-                        int channels = 2, WavSamples samples = WavSamples::Int16);
+// Writes testSignal through libsndfile, the format chosen by the file's
+// extension (wav, aiff, aif, flac, caf: 16-bit PCM unless `samples` says
+// otherwise for a WAV; ogg: Vorbis). Returns the path.
+std::string writeSignal(const std::string& path, std::int64_t frames, int sampleRate = 44100, int channels = 2,
+                        WavSamples samples = WavSamples::Int16);
+
+inline std::string writeTone(const std::string& path, double seconds, int sampleRate = 44100, int channels = 2) {
+    return writeSignal(path, std::llround(seconds * sampleRate), sampleRate, channels);
+}
 
 // Runs `ffmpeg -i source ARGUMENTS target` (arguments are split on spaces);
 // throws with ffmpeg's own message when it fails. Returns the target.

@@ -1,184 +1,93 @@
 #include <gtest/gtest.h>
-#include <sndfile.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <string>
-#include <vector>
 
-#include "document/BeatGrid.h"
 #include "document/ShowFile.h"
+#include "platform/AudioFile.h"
+#include "support/CliRun.h"
 #include "support/TempDir.h"
 
 using namespace ostinel;
 
-namespace {
-
-struct CliRun {
-    int status = -1;
-    std::string output; // standard output and error together
-};
-
-CliRun runCli(const std::string& arguments) {
-    const char* cli = std::getenv("OSTINEL_CLI");
-    if (!cli) {
-        ADD_FAILURE() << "OSTINEL_CLI must name the built ostinel-cli";
-        return {};
-    }
-    CliRun run;
-    FILE* pipe = popen(("'" + std::string(cli) + "' " + arguments + " 2>&1").c_str(), "r");
-    if (!pipe) return run;
-    char buffer[512];
-    while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) run.output.append(buffer, n);
-    const int status = pclose(pipe);
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return run;
-}
-
-std::string shellQuoted(const std::filesystem::path& p) { return "'" + p.string() + "'"; }
-
-struct Wav {
-    int rate = 0;
-    int channels = 0;
-    std::vector<float> samples; // interleaved
-    std::int64_t frames() const { return channels ? std::int64_t(samples.size()) / channels : 0; }
-    float peak() const {
-        float p = 0.0f;
-        for (float v : samples) p = std::max(p, std::abs(v));
-        return p;
-    }
-};
-
-Wav readWav(const std::string& path) {
-    SF_INFO info{};
-    SNDFILE* f = sf_open(path.c_str(), SFM_READ, &info);
-    if (!f) {
-        ADD_FAILURE() << "unreadable " << path << ": " << sf_strerror(nullptr);
-        return {};
-    }
-    Wav wav{info.samplerate, info.channels, std::vector<float>(std::size_t(info.frames * info.channels))};
-    EXPECT_EQ(sf_readf_float(f, wav.samples.data(), info.frames), info.frames);
-    EXPECT_EQ(info.format & SF_FORMAT_TYPEMASK, SF_FORMAT_WAV);
-    sf_close(f);
-    return wav;
-}
-
-// One demo project per test, in a folder that does not exist yet.
-class DemoCommand : public ::testing::Test {
-protected:
-    void SetUp() override {
-        folder = temp.path() / "shows" / "Demo Show";
-        CliRun run = runCli("demo " + shellQuoted(folder));
-        ASSERT_EQ(run.status, 0) << run.output;
-        auto read = ShowFile::read((folder / "Demo Show.ot").string());
-        ASSERT_TRUE(read) << read.error().message;
-        show = *read;
-    }
-
-    const Track& groove() const {
-        const Track* t = show.tracks.findIf([](const Track& t) { return !t.loops.empty(); });
-        if (!t) throw std::runtime_error("no track with a loop");
-        return *t;
-    }
-
+TEST(DemoCommand, WritesAProjectWhoseAudioMatchesItsTracksAndVampsSeamlessly) {
     test::TempDir temp;
-    std::filesystem::path folder;
-    Show show;
-};
-
-} // namespace
-
-TEST_F(DemoCommand, WritesAProjectWhoseAudioMatchesItsTracks) {
-    EXPECT_EQ(show.name, "Ostinel Demo");
-    ASSERT_EQ(show.tracks.size(), 3u);
-    EXPECT_GT(show.tracks[0].fade.fadeInSeconds, 0.0);
-    EXPECT_GT(show.tracks[0].fade.fadeOutSeconds, 0.0);
-    for (const Track& t : show.tracks) {
+    const auto folder = temp.path() / "shows" / "Demo Show"; // not there yet
+    auto run = test::runCli({"demo", folder.string()}, temp.path().string());
+    ASSERT_EQ(run.status, 0) << run.err;
+    auto show = ShowFile::read((folder / "Demo Show.ot").string());
+    ASSERT_TRUE(show) << show.error().message;
+    EXPECT_EQ(show->name, "Ostinel Demo");
+    ASSERT_EQ(show->tracks.size(), 3u);
+    for (const Track& t : show->tracks) {
         SCOPED_TRACE(t.name);
-        EXPECT_FALSE(t.name.empty());
-        EXPECT_TRUE(t.colorHex.has_value());
-        ASSERT_TRUE(t.relativePath.has_value());
-        EXPECT_EQ(*t.relativePath, "Media/" + t.url.fileName());
-        EXPECT_EQ(t.url.path(), (folder / *t.relativePath).string());
-
-        Wav wav = readWav(t.url.path());
-        EXPECT_EQ(wav.channels, 2);
-        EXPECT_TRUE(wav.rate == 48000 || wav.rate == 44100) << wav.rate;
-        ASSERT_GT(wav.frames(), 0);
-        EXPECT_DOUBLE_EQ(t.duration, double(wav.frames()) / wav.rate);
+        EXPECT_EQ(t.relativePath, "Media/" + t.url.fileName());
+        EXPECT_EQ(t.url.path(), (folder / t.relativePath.value_or("")).string());
+        auto file = AudioFile::open(t.url.path());
+        ASSERT_TRUE(file) << file.error().message;
+        EXPECT_EQ((*file)->channels(), 2);
+        EXPECT_DOUBLE_EQ(t.duration, (*file)->duration());
         EXPECT_DOUBLE_EQ(t.endSeconds, t.duration);
+        auto audio = (*file)->readAll(0, (*file)->frames());
+        ASSERT_TRUE(audio);
+        float peak = 0.0f;
+        for (const auto& channel : *audio) {
+            for (float v : channel)
+                peak = std::max(peak, std::abs(v));
+            // Silent at both edges, so it never starts or stops with a click.
+            EXPECT_LT(std::abs(channel.front()), 1e-3f);
+            EXPECT_LT(std::abs(channel.back()), 1e-3f);
+        }
         // Audible, but with headroom: nowhere near full scale.
-        EXPECT_GT(wav.peak(), 0.25f);
-        EXPECT_LT(wav.peak(), 0.71f);
-        // Silent at both edges, so it never starts or stops with a click.
-        EXPECT_LT(std::abs(wav.samples.front()), 1e-3f);
-        EXPECT_LT(std::abs(wav.samples.back()), 1e-3f);
+        EXPECT_GT(peak, 0.25f);
+        EXPECT_LT(peak, 0.71f);
     }
-}
 
-TEST_F(DemoCommand, VampLoopsSeamlesslyOnBarLines) {
-    const Track& t = groove();
-    ASSERT_TRUE(t.beatgridEnabled);
-    EXPECT_EQ(t.bpm, 120.0);
-    const double bar = 60.0 / t.bpm * 4.0;
-    auto onBarLine = [&](double time) {
-        double bars = (time - t.beatOffsetSeconds) / bar;
-        return std::abs(bars - std::round(bars)) < 1e-9;
-    };
-    ASSERT_EQ(t.loops.size(), 1u);
-    const Loop& vamp = t.loops[0];
-    EXPECT_FALSE(vamp.name.empty());
+    const Track* groove = show->tracks.findIf([](const Track& t) { return !t.loops.empty(); });
+    ASSERT_TRUE(groove && groove->beatgridEnabled && groove->loops.size() == 1);
+    ASSERT_TRUE(groove->timelineNotes.size() == 1 && groove->midiTriggers.size() == 1 &&
+                groove->oscTriggers.size() == 1);
+    EXPECT_EQ(groove->bpm, 120.0);
+    const double bar = 60.0 / groove->bpm * 4.0;
+    const Loop& vamp = groove->loops[0];
     EXPECT_FALSE(vamp.playCountEnabled);
-    EXPECT_TRUE(onBarLine(vamp.startSeconds));
-    EXPECT_TRUE(onBarLine(vamp.endSeconds));
     EXPECT_GE(vamp.endSeconds - vamp.startSeconds, bar - 1e-9);
-    EXPECT_GT(vamp.startSeconds, t.beatOffsetSeconds);
-    EXPECT_LT(vamp.endSeconds, t.duration);
-
-    ASSERT_EQ(t.timelineNotes.size(), 1u);
-    EXPECT_FALSE(t.timelineNotes[0].body.empty());
-    ASSERT_EQ(t.midiTriggers.size(), 1u);
-    ASSERT_EQ(t.oscTriggers.size(), 1u);
-    EXPECT_TRUE(onBarLine(t.timelineNotes[0].timeSeconds));
-    EXPECT_TRUE(onBarLine(t.midiTriggers[0].timeSeconds));
-    EXPECT_TRUE(onBarLine(t.oscTriggers[0].timeSeconds));
+    EXPECT_GT(vamp.startSeconds, groove->beatOffsetSeconds);
+    EXPECT_LT(vamp.endSeconds, groove->duration);
+    for (double time : {vamp.startSeconds, vamp.endSeconds, groove->timelineNotes[0].timeSeconds,
+                        groove->midiTriggers[0].timeSeconds, groove->oscTriggers[0].timeSeconds}) {
+        const double bars = (time - groove->beatOffsetSeconds) / bar;
+        EXPECT_NEAR(bars, std::round(bars), 1e-9) << "off the bar lines: " << time;
+    }
 
     // Jumping from the loop end back to its start must sound like going on:
     // the audio around the end equals the audio around the start, tails and all.
-    Wav wav = readWav(t.url.path());
-    ASSERT_EQ(wav.channels, 2);
-    const auto start = std::int64_t(vamp.startSeconds * wav.rate);
-    const auto end = std::int64_t(vamp.endSeconds * wav.rate);
-    const std::int64_t k = wav.rate / 4;
-    ASSERT_GE(start, k);
-    ASSERT_LE(end + k, wav.frames());
+    auto file = AudioFile::open(groove->url.path());
+    ASSERT_TRUE(file);
+    const auto k = std::int64_t((*file)->sampleRate() / 4);
+    auto atStart = (*file)->readAll(std::int64_t(vamp.startSeconds * (*file)->sampleRate()) - k, 2 * k);
+    auto atEnd = (*file)->readAll(std::int64_t(vamp.endSeconds * (*file)->sampleRate()) - k, 2 * k);
+    ASSERT_TRUE(atStart && atEnd && (*atEnd)[0].size() == std::size_t(2 * k));
     float worst = 0.0f, energy = 0.0f;
-    for (std::int64_t i = -k; i < k; ++i)
-        for (std::int64_t c = 0; c < 2; ++c) {
-            const float atStart = wav.samples[std::size_t(2 * (start + i) + c)];
-            const float atEnd = wav.samples[std::size_t(2 * (end + i) + c)];
-            worst = std::max(worst, std::abs(atStart - atEnd));
-            energy += atStart * atStart;
+    for (std::size_t c = 0; c < 2; ++c)
+        for (std::size_t i = 0; i < std::size_t(2 * k); ++i) {
+            worst = std::max(worst, std::abs((*atStart)[c][i] - (*atEnd)[c][i]));
+            energy += (*atStart)[c][i] * (*atStart)[c][i];
         }
     EXPECT_LT(worst, 1e-5f);
     EXPECT_GT(energy / float(4 * k), 1e-4f) << "the seam must not be silence";
 }
 
-TEST(DemoCommandRefusal, LeavesAFolderThatIsNotEmptyAlone) {
+TEST(DemoCommand, LeavesWhatIsInTheWayAlone) {
     test::TempDir temp;
-    const std::string kept = temp.write("Show/notes.txt", "keep me");
-    CliRun run = runCli("demo " + shellQuoted(temp.path() / "Show"));
+    const std::string kept = temp.write("Show/notes.txt", "keep me"), file = temp.write("plain", "not a folder");
+    auto run = test::runCli({"demo", temp.file("Show")}, temp.path().string());
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.output.find((temp.path() / "Show").string()), std::string::npos) << run.output;
+    EXPECT_NE(run.err.find(temp.file("Show")), std::string::npos) << run.err;
     EXPECT_EQ(test::readText(kept), "keep me");
-    EXPECT_FALSE(std::filesystem::exists(temp.path() / "Show" / "Media"));
-
-    const std::string file = temp.write("plain", "not a folder");
-    EXPECT_EQ(runCli("demo " + shellQuoted(file)).status, 1);
+    EXPECT_FALSE(std::filesystem::exists(temp.file("Show/Media")));
+    EXPECT_EQ(test::runCli({"demo", file}, temp.path().string()).status, 1);
     EXPECT_EQ(test::readText(file), "not a folder");
-    EXPECT_EQ(runCli("demo").status, 1);
+    EXPECT_EQ(test::runCli({"demo"}, temp.path().string()).status, 1);
 }

@@ -27,27 +27,22 @@ protected:
 
 } // namespace
 
-TEST_F(ShowCommands, NormalizeWritesWhatSaveWouldAndIsStable) {
+TEST_F(ShowCommands, NormalizeWritesWhatSaveWouldIsStableAndMigratesFromThePreferences) {
     Show show = test::richShow();
     auto first = run("normalize", saved(show, ShowFile::Flavour::compact));
     ASSERT_EQ(first.status, 0) << first.err;
     EXPECT_EQ(first.err, "");
     EXPECT_EQ(first.out, *ShowFile::encode(show, ShowFile::Flavour::pretty)) << "lastMode as read, pretty flavour";
+    EXPECT_EQ(run("normalize", files.write("again.ot", first.out)).out, first.out);
 
-    std::string again = files.write("again.ot", first.out);
-    EXPECT_EQ(run("normalize", again).out, first.out);
-}
-
-TEST_F(ShowCommands, NormalizeMigratesFromTheUsersPreferences) {
-    Show show = test::richShow();
+    // A show without an OSC destination takes the user's from an earlier version.
     show.oscTriggerHost.clear();
-    std::string path = saved(show, ShowFile::Flavour::pretty);
     home.write(".config/Ostinel/Ostinel.conf", "[General]\noscTriggerHost=10.1.2.3\noscTriggerPort=7000\n");
-    auto result = run("normalize", path);
-    ASSERT_EQ(result.status, 0) << result.err;
+    auto migrated = run("normalize", saved(show, ShowFile::Flavour::pretty));
+    ASSERT_EQ(migrated.status, 0) << migrated.err;
     show.oscTriggerHost = "10.1.2.3";
     show.oscTriggerPort = 7000;
-    EXPECT_EQ(*ShowFile::decode(result.out), show);
+    EXPECT_EQ(*ShowFile::decode(migrated.out), show);
 }
 
 TEST_F(ShowCommands, AShowThatDoesNotReadFailsWithTheAlertText) {
@@ -62,31 +57,19 @@ TEST_F(ShowCommands, AShowThatDoesNotReadFailsWithTheAlertText) {
 }
 
 TEST_F(ShowCommands, ListShowsTheRunningOrder) {
-    Show show;
-    show.name = "Matinée";
-    Track intro;
-    intro.url = FileUrl::fromPath(files.write("Intro Music.wav", "not really audio"));
-    intro.duration = 75.5;
-    intro.startSeconds = 0.25;
-    intro.autoplay = true;
-    intro.loopCue = true;
-    intro.loops = {Loop{}, Loop{}};
-    Track gone = intro;
-    gone.name = "Bows";
-    gone.url = FileUrl::fromPath(files.file("gone.wav"));
-    gone.skip = true;
-    gone.autoplay = false;
-    gone.loopCue = false;
-    gone.endSeconds = 30.0;
-    gone.oscTriggers = {OSCTrigger{}};
-    gone.timelineNotes = {Note{}};
-    show.tracks = {intro, gone};
+    const Track intro{.url = FileUrl::fromPath(files.write("Intro Music.wav", "not really audio")), .duration = 75.5,
+                      .startSeconds = 0.25, .loops = {Loop{}, Loop{}}, .autoplay = true, .loopCue = true};
+    const Track gone{.name = "Bows", .url = FileUrl::fromPath(files.file("gone.wav")), .duration = 75.5,
+                     .startSeconds = 0.25, .endSeconds = 30.0, .loops = {Loop{}, Loop{}}, .timelineNotes = {Note{}},
+                     .skip = true, .oscTriggers = {OSCTrigger{}}};
+    const Show show{.name = "Matinée", .tracks = {intro, gone}};
 
     auto result = run("list", saved(show, ShowFile::Flavour::pretty));
     ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.out, "Matinée\n\n"
-                          "  #  Flags  Name             In          Out         Length      Loops  Notes  Triggers  File\n"
-                          "  1  A-L    Intro Music.wav  0:00.250    1:15.500    1:15.250        2      0         0  found\n"
-                          "  2  -S-    Bows             0:00.250    0:30.000    0:29.750        2      1         1  MISSING\n"
-                          "\nTotal length (skipped cues not counted): 1:15.250\n");
+    EXPECT_EQ(result.out,
+              "Matinée\n\n"
+              "  #  Flags  Name             In          Out         Length      Loops  Notes  Triggers  File\n"
+              "  1  A-L    Intro Music.wav  0:00.250    1:15.500    1:15.250        2      0         0  found\n"
+              "  2  -S-    Bows             0:00.250    0:30.000    0:29.750        2      1         1  MISSING\n"
+              "\nTotal length (skipped cues not counted): 1:15.250\n");
 }

@@ -6,33 +6,16 @@
 
 #include <filesystem>
 #include <iostream>
-#include <map>
 
 #include "Command.h"
+#include "ReadOnlyPreferences.h"
 #include "document/AppState.h"
 #include "platform/Dialogs.h"
 #include "platform/ManualMainLoop.h"
-#include "platform/SettingsPreferences.h"
 
 namespace ostinel::cli {
 
 namespace {
-
-// The user's preferences for reading (the legacy migration needs them), with
-// every write kept in memory: a command-line run leaves no recent show behind.
-class ReadOnlyPreferences final : public Preferences {
-public:
-    std::optional<PreferenceValue> value(const std::string& key) const override {
-        if (auto it = written_.find(key); it != written_.end()) return it->second;
-        return user_.value(key);
-    }
-    void setValue(const std::string& key, const PreferenceValue& value) override { written_[key] = value; }
-    void remove(const std::string& key) override { written_[key] = std::nullopt; }
-
-private:
-    SettingsPreferences user_;
-    std::map<std::string, std::optional<PreferenceValue>> written_;
-};
 
 // Keeps every alert for printing; the first button answers, panels cancel.
 class RecordingDialogs final : public Dialogs {

@@ -1,0 +1,79 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+
+#include "Eventually.h"
+#include "platform/AudioSystemBackends.h"
+#include "support/RampRenderer.h"
+#include "support/ScopedEnv.h"
+#include "support/TempDir.h"
+
+namespace ostinel {
+namespace {
+
+using test::RampRenderer;
+using test::ScopedEnv;
+
+// What ALSA offers depends on the machine; without sound hardware (a build
+// machine, a container) the listing is empty and opening fails cleanly.
+TEST(AlsaBackend, ListsPlaybackPcmsAndOpensTheDefaultOrSaysWhyNot) {
+    for (const auto& d : audioserver::alsaOutputDevices()) {
+        EXPECT_EQ(d.uid.rfind("alsa:", 0), 0u) << d.uid;
+        EXPECT_FALSE(d.name.empty()) << d.uid;
+        EXPECT_GT(d.channelCount, 0) << d.uid;
+    }
+
+    ScopedEnv forced("OSTINEL_AUDIO_BACKEND", "alsa");
+    auto created = AudioSystem::create();
+    if (!created) {
+        EXPECT_EQ(created.error().message.rfind("ALSA: can't open \"default\"", 0), 0u) << created.error().message;
+        return;
+    }
+    auto& audio = **created;
+    EXPECT_EQ(audio.currentDeviceUID(), "alsa:default");
+    EXPECT_EQ(audio.outputDevices().front(), (AudioDevice{"alsa:default", "System default", 2}));
+    EXPECT_TRUE(audio.setDevice("alsa:nowhere"));
+    EXPECT_EQ(audio.currentDeviceUID(), "alsa:default");
+}
+
+// A machine of our own making: "default" takes integer samples only and
+// writes them to a file as 16-bit ones.
+TEST(AlsaBackend, WritesMappedPeriodsInTheFormatThePcmTakes) {
+    test::TempDir dir;
+    const auto raw = dir.file("out.raw");
+    const auto config = dir.write("asound.conf", "pcm.!default { type linear slave { format S16_LE pcm { type file file \"" +
+                                                     raw + "\" format raw slave.pcm { type null } } } }\n");
+    ScopedEnv alsaConfig("ALSA_CONFIG_PATH", config);
+    ScopedEnv forced("OSTINEL_AUDIO_BACKEND", "alsa");
+    auto created = AudioSystem::create();
+    ASSERT_TRUE(created) << created.error().message;
+    auto& audio = **created;
+    EXPECT_EQ(audio.outputDevices(), (std::vector<AudioDevice>{{"alsa:default", "System default", 2}}));
+    EXPECT_EQ(audio.sampleRate(), 48000.0);
+
+    RampRenderer ramp;
+    ramp.attach(audio);
+    ASSERT_FALSE(audio.setChannelMap({1, 0}));
+    ASSERT_FALSE(audio.start());
+    constexpr std::uintmax_t frames = 4096;
+    EXPECT_TRUE(test::eventually([&] {
+        std::error_code error;
+        const auto size = std::filesystem::file_size(raw, error);
+        return !error && size >= frames * 4;
+    }));
+    audio.stop();
+    EXPECT_LE(ramp.largestCall(), audio.periodFrames());
+
+    const std::string bytes = test::readText(raw);
+    ASSERT_GE(bytes.size(), frames * 4);
+    const auto* samples = reinterpret_cast<const std::int16_t*>(bytes.data());
+    for (std::size_t f = 0; f < frames; ++f) {
+        const auto expected = std::int16_t(RampRenderer::at(std::int64_t(f)) * 32768.0f);
+        ASSERT_EQ(samples[2 * f], -expected) << "frame " << f;
+        ASSERT_EQ(samples[2 * f + 1], expected) << "frame " << f;
+    }
+}
+
+} // namespace
+} // namespace ostinel

@@ -1,0 +1,180 @@
+#pragma once
+
+#include <sndfile.h>
+
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <numbers>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "document/Track.h"
+#include "platform/ManualMainLoop.h"
+#include "platform/MemoryPreferences.h"
+#include "platform/OfflineAudioSystem.h"
+#include "playback/OutputChain.h"
+#include "playback/PlaybackEngine.h"
+#include "support/TempDir.h"
+
+namespace ostinel::test {
+
+// The whole engine on the offline device in virtual time: render a period,
+// advance the main loop by as long, repeat; ticks and top-ups fall in
+// between at their own deadlines.
+//
+// The probe file names every frame: left carries (i + 1) / 2^18 for frame i,
+// right a constant 0.25, exact in float. A bridge shows on the right as
+// 0.25 (cos + sin).
+class EngineRig {
+public:
+    static constexpr double rate = 48000.0;
+    static constexpr int period = 480;
+    static constexpr double frameScale = 262144.0;
+    static constexpr float probeRight = 0.25f;
+    static constexpr std::int64_t bridgeFrames = 240; // 5 ms
+
+    static float probeLeft(std::int64_t frame) { return float(double(frame + 1) / frameScale); }
+
+    struct Tick {
+        std::int64_t rendered; // frames rendered when the tick ran
+        double position;       // timecode position handed to the senders
+        double cap;
+        double at; // main-loop time
+    };
+
+    explicit EngineRig(double seconds = 3.0) {
+        path = writeProbe(dir.file("probe.wav"), std::int64_t(seconds * rate));
+        track.name = "Probe";
+        track.url = FileUrl::fromPath(path);
+        track.duration = seconds;
+    }
+
+    PlaybackEngine& make() {
+        engine = std::make_unique<PlaybackEngine>(loop, preferences, audio);
+        engine->onTimecodeTick = [this](double position, double cap) { ticks.push_back({rendered(), position, cap, loop.now()}); };
+        engine->onMidiTrigger = [this](const MidiTrigger& t) { midi.push_back({t.name, rendered()}); };
+        engine->onOSCTrigger = [this](const OSCTrigger& t) { osc.push_back({t.name, rendered()}); };
+        engine->onTimecodeLocate = [this](double seconds) { locates.push_back(seconds); };
+        engine->onReachedEnd = [this] { reachedEndAt = rendered(); };
+        return *engine;
+    }
+    PlaybackEngine& load() {
+        if (!engine) make();
+        engine->load(track);
+        return *engine;
+    }
+
+    void run(double seconds) {
+        const auto frames = std::int64_t(std::llround(seconds * rate));
+        for (std::int64_t done = 0; done < frames; done += period) {
+            auto out = audio.render(period);
+            for (int c = 0; c < 2; ++c) {
+                auto& side = c == 0 ? left : right;
+                if (out.size() > std::size_t(c))
+                    side.insert(side.end(), out[std::size_t(c)].begin(), out[std::size_t(c)].end());
+                else
+                    side.insert(side.end(), std::size_t(period), 0.0f); // the device is gone
+            }
+            const auto ticked = ticks.size();
+            loop.advance(period / rate);
+            if (ticks.size() != ticked && afterTick) afterTick();
+        }
+    }
+    std::int64_t rendered() const { return std::int64_t(left.size()); }
+
+    // Output to file frames: the file frame an output frame carries, if it
+    // carries one at unity gain.
+    std::optional<std::int64_t> fileFrame(std::size_t k) const {
+        if (std::fabs(right[k] / unity() - probeRight) > 1e-6f) return std::nullopt;
+        return std::llround(double(left[k]) / unity() * frameScale) - 1;
+    }
+    // The first frame that isn't silent: where the cue's audio begins.
+    std::size_t firstSound(std::size_t from = 0) const {
+        while (from < right.size() && right[from] == 0.0f) ++from;
+        return from;
+    }
+    // A track at unity level comes out at this gain (player volume × +15 dB).
+    static float unity() {
+        return float(1.0 / Constraint::maxTrackAmplitude) * float(std::pow(10.0, OutputChain::fixedGainDb / 20.0));
+    }
+
+    // The output the walk should give, in file frames and bridges.
+    struct Expected {
+        std::vector<float> left, right;
+        void play(std::int64_t from, std::int64_t to) {
+            for (auto i = from; i < to; ++i) {
+                left.push_back(probeLeft(i));
+                right.push_back(probeRight);
+            }
+        }
+        // A seam from `loopEnd` back to `loopStart`, and the rest of the pass.
+        void seam(std::int64_t loopStart, std::int64_t loopEnd) {
+            for (std::int64_t i = 0; i < bridgeFrames; ++i) {
+                const double angle = (double(i) + 0.5) / double(bridgeFrames) * std::numbers::pi * 0.5;
+                const double out = std::cos(angle), in = std::sin(angle);
+                left.push_back(float(probeLeft(loopEnd + i) * out + probeLeft(loopStart + i) * in));
+                right.push_back(float(probeRight * out + probeRight * in));
+            }
+            play(loopStart + bridgeFrames, loopEnd);
+        }
+    };
+    // Index of the first frame from `start` that differs from `expected`,
+    // or -1 when all agree.
+    std::int64_t firstMismatch(const Expected& expected, std::size_t start) const {
+        for (std::size_t i = 0; i < expected.left.size(); ++i) {
+            const std::size_t k = start + i;
+            if (k >= left.size()) return std::int64_t(i);
+            if (std::fabs(left[k] - expected.left[i] * unity()) > 2e-6f ||
+                std::fabs(right[k] - expected.right[i] * unity()) > 2e-6f)
+                return std::int64_t(i);
+        }
+        return -1;
+    }
+
+    static Loop loopOf(double start, double end, std::optional<std::int64_t> playCount) {
+        Loop l;
+        l.startSeconds = start;
+        l.endSeconds = end;
+        l.playCountEnabled = playCount.has_value();
+        l.playCount = playCount.value_or(2);
+        return l;
+    }
+
+    static std::string writeProbe(const std::string& file, std::int64_t frames) {
+        SF_INFO info{};
+        info.samplerate = int(rate);
+        info.channels = 2;
+        info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
+        std::vector<float> interleaved;
+        for (std::int64_t i = 0; i < frames; ++i) interleaved.insert(interleaved.end(), {probeLeft(i), probeRight});
+        SNDFILE* f = sf_open(file.c_str(), SFM_WRITE, &info);
+        sf_writef_float(f, interleaved.data(), frames);
+        sf_close(f);
+        return file;
+    }
+
+    struct Fired {
+        std::string name;
+        std::int64_t rendered;
+    };
+
+    TempDir dir;
+    std::string path;
+    Track track;
+    ManualMainLoop loop;
+    MemoryPreferences preferences;
+    OfflineAudioSystem audio{rate, period};
+    std::unique_ptr<PlaybackEngine> engine;
+    std::vector<float> left, right;
+    std::vector<Tick> ticks;
+    std::vector<Fired> midi, osc;
+    std::vector<double> locates;
+    std::optional<std::int64_t> reachedEndAt;
+    // Runs after every tick that run() passes through.
+    std::function<void()> afterTick;
+};
+
+} // namespace ostinel::test

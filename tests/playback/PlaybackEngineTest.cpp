@@ -1,0 +1,278 @@
+#include <gtest/gtest.h>
+
+#include "EngineRig.h"
+
+namespace ostinel {
+namespace {
+
+using test::EngineRig;
+constexpr std::int64_t tickFrames = 1600; // 1/30 s at 48 kHz
+
+// The frames before reachedEnd's tick had not all been heard; at it they had.
+void expectEndAfterLastSample(const EngineRig& rig, std::int64_t lastSample) {
+    ASSERT_TRUE(rig.reachedEndAt);
+    EXPECT_GE(*rig.reachedEndAt, lastSample);
+    ASSERT_GE(rig.ticks.size(), 2u);
+    EXPECT_LT(rig.ticks[rig.ticks.size() - 2].rendered, lastSample);
+    EXPECT_FALSE(rig.engine->isPlaying());
+    EXPECT_EQ(rig.engine->currentTime(), rig.engine->startTime());
+}
+
+// Where the output is silent from `from` on.
+bool silentFrom(const EngineRig& rig, std::size_t from) {
+    for (std::size_t k = from; k < rig.right.size(); ++k)
+        if (rig.left[k] != 0.0f || rig.right[k] != 0.0f) return false;
+    return true;
+}
+
+// The 3 s probe with three passes of the loop from 1.0 to 1.5 s.
+EngineRig::Expected threePassesOfOneToOneAndAHalf() {
+    EngineRig::Expected expected;
+    expected.play(0, 72000);
+    expected.seam(48000, 72000);
+    expected.seam(48000, 72000);
+    expected.play(72000, 144000);
+    return expected;
+}
+
+TEST(PlaybackEngineLoops, PlayCountThreeRepeatsExactlyWithBridgedSeamsAndEndsAfterTheLastSample) {
+    EngineRig rig(3.0);
+    rig.track.loops = {EngineRig::loopOf(1.0, 1.5, 3)};
+    auto& engine = rig.load();
+    engine.play();
+    rig.run(4.2);
+
+    const auto expected = threePassesOfOneToOneAndAHalf();
+    const auto start = rig.firstSound();
+    EXPECT_EQ(rig.firstMismatch(expected, start), -1);
+    EXPECT_TRUE(silentFrom(rig, start + expected.left.size()));
+    expectEndAfterLastSample(rig, std::int64_t(expected.left.size()));
+}
+
+TEST(PlaybackEngineLoops, GoLeavesAfterThePassThatIsPlayingAndTheDisplayFollows) {
+    EngineRig rig(3.0);
+    rig.track.loops = {EngineRig::loopOf(1.0, 1.5, std::nullopt)};
+    const Uuid loopID = rig.track.loops[0].id;
+    auto& engine = rig.load();
+    engine.play();
+    rig.run(2.1); // 100 ms into the third pass
+    EXPECT_EQ(engine.activeLoopID(), loopID);
+    EXPECT_FALSE(engine.loopExiting());
+    // Inside the loop the display never runs past its end.
+    EXPECT_EQ(engine.displayTime(engine.tickDate() + 5.0), 1.5);
+
+    engine.requestLoopExit();
+    EXPECT_TRUE(engine.loopExiting());
+    EXPECT_FALSE(engine.cueLoopExiting());
+    EXPECT_EQ(engine.displayTime(engine.tickDate() + 5.0), 3.0);
+    rig.run(2.2);
+
+    const auto expected = threePassesOfOneToOneAndAHalf();
+    EXPECT_EQ(rig.firstMismatch(expected, rig.firstSound()), -1);
+    expectEndAfterLastSample(rig, std::int64_t(expected.left.size()));
+    EXPECT_FALSE(engine.activeLoopID());
+    EXPECT_FALSE(engine.loopExiting());
+}
+
+TEST(PlaybackEngineLoops, TheCueLoopIsHeardOutAfterItsExitBeforeTheEnd) {
+    EngineRig rig(3.0);
+    rig.track.endSeconds = 0.5;
+    rig.track.loopCue = true;
+    auto& engine = rig.load();
+    engine.play();
+    rig.run(1.2);
+    EXPECT_EQ(engine.activeLoopID(), Loop::cueLoopID);
+    engine.requestLoopExit();
+    EXPECT_TRUE(engine.cueLoopExiting());
+    EXPECT_TRUE(engine.loopExiting());
+    rig.run(0.6);
+
+    EngineRig::Expected expected;
+    expected.play(0, 24000);
+    expected.seam(0, 24000);
+    expected.seam(0, 24000);
+    EXPECT_EQ(rig.firstMismatch(expected, rig.firstSound()), -1);
+    expectEndAfterLastSample(rig, 72000);
+}
+
+TEST(PlaybackEngineTriggers, FireOncePerPassFromWhatWasHeardAndNeverForSkippedAudio) {
+    EngineRig rig(4.0);
+    rig.track.loops = {EngineRig::loopOf(1.0, 1.5, 3)};
+    auto midi = [](const char* name, double t) {
+        MidiTrigger trigger;
+        trigger.name = name;
+        trigger.timeSeconds = t;
+        return trigger;
+    };
+    rig.track.midiTriggers = {midi("in", 1.25), midi("start", 0.0), midi("after", 2.0)};
+    OSCTrigger skipped, landed;
+    skipped.name = "skipped";
+    skipped.timeSeconds = 2.6;
+    landed.name = "landed";
+    landed.timeSeconds = 2.95;
+    rig.track.oscTriggers = {skipped, landed};
+    auto& engine = rig.load();
+    engine.play();
+    rig.run(3.1); // file time 2.1 after three passes of 0.5 s
+    engine.seek(2.9);
+    rig.run(0.5);
+
+    // Output sample at which each trigger's frame was heard.
+    const std::vector<std::pair<std::string, std::int64_t>> heard{
+        {"start", 0}, {"in", 60000}, {"in", 84000}, {"in", 108000}, {"after", 144000}};
+    ASSERT_EQ(rig.midi.size(), heard.size());
+    for (std::size_t i = 0; i < heard.size(); ++i) {
+        EXPECT_EQ(rig.midi[i].name, heard[i].first);
+        EXPECT_GE(rig.midi[i].rendered, heard[i].second) << i;
+        EXPECT_LE(rig.midi[i].rendered, heard[i].second + tickFrames + EngineRig::period) << i;
+    }
+    ASSERT_EQ(rig.osc.size(), 1u);
+    EXPECT_EQ(rig.osc[0].name, "landed");
+
+    // Switched off, nothing fires.
+    auto bounds = PlaybackEngine::Bounds::of(rig.track);
+    bounds.midiTriggersEnabled = false;
+    engine.applyBounds(bounds);
+    engine.seek(0.0);
+    rig.run(0.2);
+    EXPECT_EQ(rig.midi.size(), heard.size());
+}
+
+TEST(PlaybackEngineTransport, PreRollRunsTimecodeFirstThenTheAudio) {
+    EngineRig rig(3.0);
+    rig.track.timecodePreRollEnabled = true;
+    rig.track.timecodePreRollSeconds = 1.0;
+    rig.track.timecodeStartSeconds = 0.5; // below the pre-roll: held at 0 until it catches up
+    rig.track.preRollMidiTriggerEnabled = true;
+    rig.track.preRollMidiTrigger.name = "pre";
+    auto& engine = rig.load();
+    engine.play();
+    EXPECT_TRUE(engine.isPlaying());
+    EXPECT_TRUE(engine.inPreRoll());
+    EXPECT_EQ(rig.locates, std::vector<double>{0.0});
+    ASSERT_EQ(rig.midi.size(), 1u);
+    EXPECT_EQ(rig.midi[0].name, "pre");
+    rig.run(1.5);
+
+    double last = 0.0;
+    for (const auto& tick : rig.ticks) {
+        if (tick.rendered >= 48000) break;
+        EXPECT_EQ(tick.cap, 0.5);
+        EXPECT_NEAR(tick.position, std::max(0.0, double(tick.rendered) / EngineRig::rate - 0.5), 0.011);
+        EXPECT_GE(tick.position, last);
+        last = tick.position;
+    }
+    EXPECT_EQ(rig.ticks.front().position, 0.0);
+    const auto start = std::int64_t(rig.firstSound());
+    EXPECT_GE(start, 48000);
+    EXPECT_LE(start, 48000 + tickFrames + EngineRig::period + 96);
+    EXPECT_EQ(rig.midi.size(), 1u);
+
+    // Starting past the in-point skips the pre-roll and its triggers.
+    engine.stop();
+    engine.seek(1.0);
+    engine.play();
+    EXPECT_FALSE(engine.inPreRoll());
+    EXPECT_EQ(rig.locates.back(), 1.5);
+    EXPECT_EQ(rig.midi.size(), 1u);
+}
+
+TEST(PlaybackEngineTransport, PauseStopsAndSeekPlaceThePlayheadAndSetTheVolumeAsTheyShould) {
+    EngineRig rig(3.0);
+    rig.track.fade.fadeInSeconds = 1.0;
+    auto& engine = rig.load();
+    const float level = float(1.0 / Constraint::maxTrackAmplitude);
+
+    engine.play();
+    rig.run(0.5);
+    const float faded = engine.playerVolume();
+    EXPECT_GT(faded, 0.0f);
+    EXPECT_LT(faded, level * 0.05f);
+    engine.pause();
+    EXPECT_FALSE(engine.isPlaying());
+    EXPECT_EQ(engine.currentTime(), 0.5);
+    EXPECT_EQ(engine.playerVolume(), faded);
+
+    engine.play();
+    EXPECT_EQ(rig.locates.back(), 3600.5);
+    rig.run(0.25);
+    const double heard = engine.currentTime();
+    EXPECT_NEAR(heard, 0.75, 0.04);
+    engine.stopHere();
+    EXPECT_EQ(engine.currentTime(), heard);
+    EXPECT_EQ(engine.playerVolume(), level);
+
+    engine.play();
+    EXPECT_EQ(engine.playStartPosition(), heard);
+    rig.run(0.3);
+    engine.stopAtPlayStart();
+    EXPECT_EQ(engine.currentTime(), heard);
+
+    engine.play();
+    rig.run(0.2);
+    engine.stop();
+    EXPECT_EQ(engine.currentTime(), 0.0);
+    EXPECT_EQ(engine.playerVolume(), level);
+
+    // A seek while stopped moves the playhead only; while playing, the audio.
+    const auto epoch = engine.positionEpoch();
+    engine.seek(2.0);
+    EXPECT_EQ(engine.positionEpoch(), epoch + 1);
+    EXPECT_EQ(engine.currentTime(), 2.0);
+    engine.play();
+    rig.run(0.1);
+    const auto before = rig.rendered();
+    engine.seek(1.0);
+    EXPECT_EQ(rig.locates.back(), 3601.0);
+    rig.run(0.1);
+    std::size_t k = before;
+    while (k < rig.left.size() && rig.fileFrame(k) != 48000) ++k;
+    ASSERT_LT(k + 2400, rig.left.size()) << "the audio after the seek never started at 1.0 s";
+    EngineRig::Expected expected;
+    expected.play(48000, 50400);
+    EXPECT_EQ(rig.firstMismatch(expected, k), -1);
+}
+
+TEST(PlaybackEngineTransport, LoadAndBoundsKeepThePlayheadInRangeAndNameWhatFailed) {
+    EngineRig rig(3.0);
+    auto& engine = rig.load();
+    engine.seek(2.5);
+    const auto epoch = engine.positionEpoch();
+    engine.setBounds(0.5, 2.0);
+    EXPECT_EQ(engine.currentTime(), 2.0);
+    EXPECT_EQ(engine.positionEpoch(), epoch + 1);
+    engine.setBounds(0.5, 0.2); // an out-point before the in-point means the end
+    EXPECT_EQ(engine.endTime(), 3.0);
+
+    // Playing within 10 ms of the out-point starts over at the in-point.
+    engine.setBounds(0.5, 2.0);
+    engine.seek(1.995);
+    engine.play();
+    EXPECT_EQ(engine.playStartPosition(), 0.5);
+    EXPECT_EQ(rig.locates.back(), 3600.5);
+
+    Track missing = rig.track;
+    missing.url = FileUrl::fromPath(rig.dir.file("gone.wav"));
+    engine.setAutoPlayOnNextLoad(true);
+    engine.load(missing);
+    EXPECT_FALSE(engine.isPlaying());
+    EXPECT_FALSE(engine.hasFile());
+    EXPECT_FALSE(engine.autoPlayOnNextLoad());
+    EXPECT_EQ(engine.duration(), 0.0);
+    EXPECT_EQ(engine.notice(), "Audio file missing: Probe");
+    engine.play();
+    EXPECT_FALSE(engine.isPlaying());
+
+    Track broken = rig.track;
+    broken.url = FileUrl::fromPath(rig.dir.write("broken.wav", "not audio"));
+    engine.load(broken);
+    EXPECT_EQ(engine.notice(), "Audio file could not be opened: Probe");
+
+    engine.setAutoPlayOnNextLoad(true);
+    engine.load(rig.track);
+    EXPECT_TRUE(engine.isPlaying());
+    EXPECT_EQ(engine.currentURL(), rig.track.url);
+}
+
+} // namespace
+} // namespace ostinel

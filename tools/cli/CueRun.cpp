@@ -1,0 +1,84 @@
+#include "CueRun.h"
+
+#include <charconv>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "Command.h"
+#include "OpenShow.h"
+#include "playback/PlaybackEngine.h"
+
+namespace ostinel::cli {
+
+namespace {
+
+void writeLine(std::ostream& out, const nlohmann::ordered_json& line) {
+    out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
+}
+
+nlohmann::ordered_json loopState(const PlaybackEngine& engine) {
+    nlohmann::ordered_json id = nullptr;
+    if (engine.activeLoopID()) id = engine.activeLoopID()->toString();
+    return {{"id", id}, {"exiting", engine.loopExiting()}, {"cueExiting", engine.cueLoopExiting()}};
+}
+
+} // namespace
+
+std::optional<Track> openCue(const std::string& showPath, const std::string& number) {
+    long cue = 0;
+    auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), cue);
+    if (error != std::errc() || end != number.data() + number.size() || cue < 1) {
+        fail("--cue takes a cue number from 1 on, not \"" + number + "\"");
+        return std::nullopt;
+    }
+    auto show = openShow(showPath);
+    if (!show) return std::nullopt;
+    if (std::size_t(cue) > show->tracks.size()) {
+        fail("The show has " + std::to_string(show->tracks.size()) + " cues; there is no cue " + number + ".");
+        return std::nullopt;
+    }
+    return show->tracks[std::size_t(cue) - 1];
+}
+
+void go(PlaybackEngine& engine) {
+    if (engine.isPlaying())
+        engine.requestLoopExit();
+    else
+        engine.play();
+}
+
+EventLog::EventLog(PlaybackEngine& engine, std::function<double()> clock, std::ostream& out)
+    : engine_(engine), clock_(std::move(clock)), out_(out), lastLoop_(loopState(engine).dump()) {
+    engine.onMidiTrigger = [this](const MidiTrigger& trigger) {
+        writeLine(out_, {{"event", "midiTrigger"}, {"t", clock_()}, {"name", trigger.name},
+                         {"timeSeconds", trigger.timeSeconds}});
+    };
+    engine.onOSCTrigger = [this](const OSCTrigger& trigger) {
+        writeLine(out_, {{"event", "oscTrigger"}, {"t", clock_()}, {"name", trigger.name},
+                         {"timeSeconds", trigger.timeSeconds}});
+    };
+    engine.onTimecodeLocate = [this](double seconds) {
+        writeLine(out_, {{"event", "timecodeLocate"}, {"t", clock_()}, {"timecodeSeconds", seconds}});
+    };
+    engine.onReachedEnd = [this] {
+        checkLoop();
+        writeLine(out_, {{"event", "reachedEnd"}, {"t", clock_()}});
+        if (onReachedEnd) onReachedEnd();
+    };
+}
+
+void EventLog::checkLoop() {
+    nlohmann::ordered_json state = loopState(engine_);
+    std::string key = state.dump();
+    if (key == lastLoop_) return;
+    lastLoop_ = std::move(key);
+    state["event"] = "loop";
+    state["t"] = clock_();
+    writeLine(out_, state);
+}
+
+void EventLog::print(const std::string& event, const std::string& key, const std::string& text) {
+    writeLine(out_, {{"event", event}, {"t", clock_()}, {key, text}});
+}
+
+} // namespace ostinel::cli
