@@ -25,12 +25,11 @@ tsan: deps
 demo: release
 	@rm -rf build/Demo && build/release/tools/ostinel-cli demo build/Demo
 
-# Until the desktop application lands, the demo show is made and inspected.
-run: demo
-	@echo "== Running order of build/Demo/Demo.ot"
-	@build/release/tools/ostinel-cli show list build/Demo/Demo.ot
-	@echo "== Audio"
-	@build/release/tools/ostinel-cli probe build/Demo/Media/*
+# Opens the demo show in the application, making it the first time; audio
+# goes to JACK, else ALSA, else nowhere with a notice.
+run: release
+	@[ -f build/Demo/Demo.ot ] || build/release/tools/ostinel-cli demo build/Demo
+	@env -u OSTINEL_AUDIO_BACKEND build/release/src/app/ostinel build/Demo/Demo.ot
 
 test: asan tsan
 	@cd build/asan && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \

@@ -10,6 +10,7 @@ packages=(
   libavahi-client-dev libqrencode-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   ffmpeg sox xvfb xauth
+  xdotool
 )
 missing=()
 for p in "${packages[@]}"; do

@@ -4,8 +4,7 @@
 
 #include "base/CowList.h"
 
-using ostinel::Cow;
-using ostinel::CowList;
+using namespace ostinel;
 
 namespace {
 struct Item {
@@ -42,7 +41,6 @@ TEST(CowList, EditingACopyLeavesTheOriginalAndSharesTheUntouched) {
 
 TEST(CowList, InsertEraseAndStableSort) {
     CowList<Item> a;
-    EXPECT_TRUE(a.empty());
     a.push_back({3, "c"});
     a.push_back({1, "a1"});
     a.insert(0, Item{1, "a0"});

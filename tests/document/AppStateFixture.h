@@ -64,6 +64,10 @@ struct AppStateFixture : ::testing::Test {
         state.setShow(std::move(s));
     }
 
+    bool saveAs(const std::string& relative) {
+        dialogs.saveAnswers.push_back(dir.file(relative));
+        return state.saveShowAs();
+    }
     std::string recovery() const { return appFolder.file(recoveryName); }
     FileUrl file(const std::string& relative) const { return FileUrl::fromPath(dir.file(relative)); }
     // A short mono tone, folders made on the way.

@@ -6,14 +6,7 @@
 using namespace ostinel;
 namespace fs = std::filesystem;
 
-namespace {
-struct ShowLifecycle : test::AppStateFixture {
-    bool saveAs(const std::string& relative) {
-        dialogs.saveAnswers.push_back(dir.file(relative));
-        return state.saveShowAs();
-    }
-};
-} // namespace
+using ShowLifecycle = test::AppStateFixture;
 
 TEST_F(ShowLifecycle, SaveThenOpenRoundTripsWithoutTouchingHistory) {
     Uuid first = addTrack("Intro", file("intro.wav"));
@@ -90,7 +83,7 @@ TEST_F(ShowLifecycle, ADirtyShowAsksFirstEachAnswerDoesWhatItSaysAndFailuresKeep
     EXPECT_FALSE(state.projectFolderURL());
 }
 
-TEST_F(ShowLifecycle, ProjectCopiesEachFileOnceAndNamesClashesApart) {
+TEST_F(ShowLifecycle, AProjectCopiesEachFileOnceNamesClashesApartAndFindsItsOwnMediaWhenMoved) {
     EXPECT_EQ(ProjectMedia::availableName("kick.wav", {"kick.wav", "kick 2.wav"}), "kick 3.wav");
     const FileUrl kick = tone("a/kick.wav");
     addTrack("Kick A", kick);
@@ -123,22 +116,15 @@ TEST_F(ShowLifecycle, ProjectCopiesEachFileOnceAndNamesClashesApart) {
     addTrack("Late", tone("late.wav"));
     ASSERT_TRUE(state.saveShow());
     EXPECT_EQ(state.show().tracks[6].relativePath, "Media/late.wav") << "a plain save copies new files in";
-}
 
-TEST_F(ShowLifecycle, AMovedProjectFindsItsOwnMedia) {
-    addTrack("Kick", tone("kick.wav"));
-    dialogs.saveAnswers = {dir.file("Gig")};
-    ASSERT_TRUE(state.saveShowAsProject());
-    addTrack("Gone", file("gone.wav"));
-    state.editTrack(state.show().tracks[1].id, [](Track& t) { t.relativePath = "Media/gone.wav"; });
+    // A moved project finds its own media.
+    state.editTrack(state.show().tracks[5].id, [](Track& t) { t.relativePath = "Media/gone.wav"; });
     ASSERT_TRUE(state.saveShow());
-    fs::rename(dir.file("Gig"), dir.file("Moved"));
-    fs::remove(dir.file("kick.wav"));
-
+    fs::rename(project, dir.file("Moved"));
     ASSERT_TRUE(state.loadShow(file("Moved/Gig.ot")));
     EXPECT_EQ(state.projectFolderURL(), file("Moved"));
     EXPECT_EQ(state.show().tracks[0].url, file("Moved/Media/kick.wav"));
-    EXPECT_EQ(state.show().tracks[1].url, file("gone.wav")) << "kept for relinking";
+    EXPECT_EQ(state.show().tracks[5].url, file("gone.wav")) << "kept for relinking";
     EXPECT_FALSE(state.isDirty() || state.canUndo());
     EXPECT_EQ(test::readText(dir.file("Moved/.directory")),
               "[Desktop Entry]\nIcon=" + dir.file("Moved/.ostinel-project.svg") + "\n");

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <map>
 #include <memory>
 
@@ -104,19 +105,15 @@ TEST_P(AudioFormats, DecodesTheWrittenSignalInPlace) {
     // A lossy tone is only near the original; but it must be nearest with
     // no shift at all, or the encoder's delay leaked into the timeline.
     const std::size_t from = 3 * kRate, span = 4096;
-    int bestLag = 0;
-    double best = 1e300;
-    for (int lag = -64; lag <= 64; ++lag) {
-        double error = 0;
-        for (std::size_t i = 0; i < span; ++i) {
-            const double d = decoded[0][from + i] - written[(from + i + std::size_t(lag)) * 2];
-            error += d * d;
-        }
-        if (error < best) {
-            best = error;
-            bestLag = lag;
-        }
-    }
+    auto error = [&](int lag) {
+        double sum = 0;
+        for (std::size_t i = 0; i < span; ++i)
+            sum += std::pow(decoded[0][from + i] - written[(from + i + std::size_t(lag)) * 2], 2);
+        return sum;
+    };
+    int bestLag = -64;
+    for (int lag = -63; lag <= 64; ++lag)
+        if (error(lag) < error(bestLag)) bestLag = lag;
     EXPECT_EQ(bestLag, 0);
 }
 

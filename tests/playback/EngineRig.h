@@ -1,12 +1,9 @@
 #pragma once
 
-#include <sndfile.h>
-
 #include <cmath>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <numbers>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,6 +14,7 @@
 #include "platform/OfflineAudioSystem.h"
 #include "playback/OutputChain.h"
 #include "playback/PlaybackEngine.h"
+#include "support/PlayerFixtures.h"
 #include "support/TempDir.h"
 
 namespace ostinel::test {
@@ -101,23 +99,13 @@ public:
         return float(1.0 / Constraint::maxTrackAmplitude) * float(std::pow(10.0, OutputChain::fixedGainDb / 20.0));
     }
 
+    static float probeAt(std::int64_t frame, int channel) { return channel == 0 ? probeLeft(frame) : probeRight; }
     // The output the walk should give, in file frames and bridges.
-    struct Expected {
-        std::vector<float> left, right;
-        void play(std::int64_t from, std::int64_t to) {
-            for (auto i = from; i < to; ++i) {
-                left.push_back(probeLeft(i));
-                right.push_back(probeRight);
-            }
-        }
+    struct Expected : Stereo {
+        void play(std::int64_t from, std::int64_t to) { appendRamp(*this, from, to, 1, probeAt); }
         // A seam from `loopEnd` back to `loopStart`, and the rest of the pass.
         void seam(std::int64_t loopStart, std::int64_t loopEnd) {
-            for (std::int64_t i = 0; i < bridgeFrames; ++i) {
-                const double angle = (double(i) + 0.5) / double(bridgeFrames) * std::numbers::pi * 0.5;
-                const double out = std::cos(angle), in = std::sin(angle);
-                left.push_back(float(probeLeft(loopEnd + i) * out + probeLeft(loopStart + i) * in));
-                right.push_back(float(probeRight * out + probeRight * in));
-            }
+            appendSeam(*this, loopStart, loopEnd, bridgeFrames, probeAt);
             play(loopStart + bridgeFrames, loopEnd);
         }
     };
@@ -135,25 +123,14 @@ public:
     }
 
     static Loop loopOf(double start, double end, std::optional<std::int64_t> playCount) {
-        Loop l;
-        l.startSeconds = start;
-        l.endSeconds = end;
-        l.playCountEnabled = playCount.has_value();
-        l.playCount = playCount.value_or(2);
-        return l;
+        return Loop{.startSeconds = start, .endSeconds = end, .playCountEnabled = playCount.has_value(),
+                    .playCount = playCount.value_or(2)};
     }
 
     static std::string writeProbe(const std::string& file, std::int64_t frames) {
-        SF_INFO info{};
-        info.samplerate = int(rate);
-        info.channels = 2;
-        info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
         std::vector<float> interleaved;
         for (std::int64_t i = 0; i < frames; ++i) interleaved.insert(interleaved.end(), {probeLeft(i), probeRight});
-        SNDFILE* f = sf_open(file.c_str(), SFM_WRITE, &info);
-        sf_writef_float(f, interleaved.data(), frames);
-        sf_close(f);
-        return file;
+        return writeFloatWav(file, interleaved, int(rate), 2);
     }
 
     struct Fired {

@@ -8,12 +8,7 @@ using Bridge = LoopWalk::Bridge;
 
 namespace {
 Loop makeLoop(double start, double end, bool counted = false, std::int64_t count = 2) {
-    Loop l;
-    l.startSeconds = start;
-    l.endSeconds = end;
-    l.playCountEnabled = counted;
-    l.playCount = count;
-    return l;
+    return Loop{.startSeconds = start, .endSeconds = end, .playCountEnabled = counted, .playCount = count};
 }
 
 LoopWalk walkOver(double start, double end, std::vector<Loop> loops, bool cue = false) {
@@ -53,20 +48,49 @@ TEST(LoopWalk, CountedLoopRepeatsThroughBridgesAndLeaves) {
     EXPECT_TRUE(w.isDone);
 }
 
-TEST(LoopWalk, WithoutABridgeRepeatsStartExactlyOnTheLoopStart) {
-    Loop loop = makeLoop(1, 2, true, 2);
-    LoopWalk w = walkOver(1, 3, {loop});
-    EXPECT_EQ(segmentOf(w.next(noBridge)), (Segment{1, 2, loop.id, false}));
-    EXPECT_EQ(segmentOf(w.next(noBridge)), (Segment{1, 2, loop.id, true}));
-    EXPECT_EQ(segmentOf(w.next(noBridge)), (Segment{2, 3, std::nullopt, false}));
-}
-
-TEST(LoopWalk, PlayCountBelowTwoIsOneFinalPass) {
-    for (std::int64_t count : {0, 1}) {
-        Loop loop = makeLoop(1, 2, true, count);
-        LoopWalk w = walkOver(1, 3, {loop});
-        EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{1, 2, loop.id, true}));
-        EXPECT_FALSE(w.pendingBridge);
+// Walks left alone: every segment they queue, in order, then the end.
+TEST(LoopWalk, UnattendedWalksQueueExactlyTheseSegments) {
+    struct Expect {
+        double start, end;
+        int loop; // index into the case's loops, or -1 for none
+        bool isFinal;
+    };
+    struct Case {
+        const char* what;
+        double start, end, cursor;
+        std::vector<Loop> loops;
+        bool cue, bridged;
+        std::vector<Expect> steps;
+    };
+    Loop disabled = makeLoop(1, 2);
+    disabled.enabled = false;
+    const Case cases[] = {
+        {"without a bridge a pass starts exactly on the loop start", 1, 3, 1, {makeLoop(1, 2, true, 2)}, false, false,
+         {{1, 2, 0, false}, {1, 2, 0, true}, {2, 3, -1, false}}},
+        {"a play count of 0 is one final pass", 1, 3, 1, {makeLoop(1, 2, true, 0)}, false, true,
+         {{1, 2, 0, true}, {2, 3, -1, false}}},
+        {"a play count of 1 is one final pass", 1, 3, 1, {makeLoop(1, 2, true, 1)}, false, true,
+         {{1, 2, 0, true}, {2, 3, -1, false}}},
+        {"a fresh walk inside a loop starts there at pass one", 0, 5, 2.5, {makeLoop(1, 4, true, 3)}, false, false,
+         {{2.5, 4, 0, false}, {1, 4, 0, false}, {1, 4, 0, true}, {4, 5, -1, false}}},
+        {"a cursor within epsilon of the out-point ends at once", 0, 5, 5 - 0.0000005, {}, false, true, {}},
+        {"a disabled loop neither contains nor breaks; an empty one breaks the segment only", 0, 5, 0,
+         {disabled, makeLoop(3, 3)}, false, true, {{0, 3, -1, false}, {3, 5, -1, false}}},
+        {"a loop past the out-point plays once up to it", 0, 5, 0, {makeLoop(2, 8)}, false, true,
+         {{0, 2, -1, false}, {2, 5, 0, true}}},
+        {"too short a range never cue-loops", 1, 1.049, 1, {}, true, true, {{1, 1.049, -1, false}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        LoopWalk w = walkOver(c.start, c.end, c.loops, c.cue);
+        w.cursor = c.cursor;
+        EXPECT_TRUE(!c.cue || !w.cueLoop());
+        for (const Expect& e : c.steps) {
+            const auto id = e.loop < 0 ? std::nullopt : std::optional(c.loops[std::size_t(e.loop)].id);
+            EXPECT_EQ(segmentOf(w.next(c.bridged ? fiveMs : noBridge)), (Segment{e.start, e.end, id, e.isFinal}));
+        }
+        EXPECT_FALSE(w.next(fiveMs));
+        EXPECT_TRUE(w.isDone);
     }
 }
 
@@ -83,40 +107,6 @@ TEST(LoopWalk, OpenLoopRepeatsUntilAskedToLeave) {
     // The seam is simply not taken: on from the loop's end.
     EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{2, 3, std::nullopt, false}));
     EXPECT_FALSE(w.exitRequestedLoopID);
-}
-
-TEST(LoopWalk, FreshWalkInsideALoopStartsThereAtPassZero) {
-    Loop loop = makeLoop(1, 4, true, 3);
-    LoopWalk w = walkOver(0, 5, {loop});
-    w.cursor = 2.5;
-    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{2.5, 4, loop.id, false}));
-    EXPECT_EQ(w.passes, 1);
-}
-
-TEST(LoopWalk, EndOfRangeWithoutCueLoopEndsAtOnce) {
-    LoopWalk w = walkOver(0, 5, {});
-    w.cursor = 5 - 0.0000005;
-    EXPECT_FALSE(w.next(fiveMs));
-    EXPECT_TRUE(w.isDone);
-}
-
-TEST(LoopWalk, DisabledAndEmptyLoops) {
-    Loop disabled = makeLoop(1, 2);
-    disabled.enabled = false;
-    Loop empty = makeLoop(3, 3);
-    LoopWalk w = walkOver(0, 5, {disabled, empty});
-    // The disabled loop neither contains nor breaks; the empty one breaks the segment only.
-    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{0, 3, std::nullopt, false}));
-    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{3, 5, std::nullopt, false}));
-    EXPECT_FALSE(w.next(fiveMs));
-}
-
-TEST(LoopWalk, LoopPastTheOutPointPlaysOnceUpToIt) {
-    Loop loop = makeLoop(2, 8);
-    LoopWalk w = walkOver(0, 5, {loop});
-    w.next(fiveMs);
-    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{2, 5, loop.id, true}));
-    EXPECT_FALSE(w.next(fiveMs));
 }
 
 TEST(LoopWalk, StaleExitRequestIsClearedWithoutEffect) {
@@ -157,13 +147,6 @@ TEST(LoopWalk, LeavingALoopOnTheOutPointGoesToTheCueSeam) {
     auto step = w.next(fiveMs);
     ASSERT_TRUE(step && std::holds_alternative<Bridge>(*step));
     EXPECT_EQ(std::get<Bridge>(*step).loop.id, Loop::cueLoopID);
-}
-
-TEST(LoopWalk, TooShortARangeNeverCueLoops) {
-    LoopWalk w = walkOver(1, 1.049, {}, true);
-    EXPECT_FALSE(w.cueLoop());
-    EXPECT_EQ(segmentOf(w.next(fiveMs)), (Segment{1, 1.049, std::nullopt, false}));
-    EXPECT_FALSE(w.next(fiveMs));
 }
 
 TEST(PlayedSpans, JoinsContinuousAudioAndSplitsAtSeams) {

@@ -8,6 +8,7 @@
 
 #include "TestSignals.h"
 #include "playback/OutputChain.h"
+#include "support/PlayerFixtures.h"
 #include "support/RealtimeGuard.h"
 
 using namespace ostinel;
@@ -39,9 +40,7 @@ bool watchMallocs() {
 
 constexpr double kMaxAmplitude = 5.623413251903491; // +15 dB
 
-struct Rendered {
-    std::vector<float> left, right;
-};
+using Rendered = test::Stereo;
 
 // A player with one buffer queued and playing, and the chain behind it.
 struct Rig {

@@ -6,15 +6,14 @@
 
 #include "TestSignals.h"
 #include "playback/PeakLimiter.h"
+#include "support/PlayerFixtures.h"
 
 using namespace ostinel;
 using test::sine;
 
 namespace {
 
-struct Stereo {
-    std::vector<float> left, right;
-};
+using test::Stereo;
 
 // Processes the whole signal in uneven blocks, as devices deliver it.
 Stereo limit(PeakLimiter& limiter, Stereo s) {

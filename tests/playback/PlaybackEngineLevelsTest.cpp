@@ -64,14 +64,10 @@ TEST(PlaybackEngineLevels, TheEnvelopeFollowsTheCurveTheFadesAndTheLevel) {
     engine.applyBounds(bounds);
     EXPECT_EQ(engine.envelopeVolume(1.0), level);
 
-    auto point = [](double t, double db) {
-        AutomationPoint p;
-        p.timeSeconds = t;
-        p.db = db;
-        return p;
-    };
     // Stored unsorted; of the two at 1.0 s the one found first decides below it.
-    bounds.automation = {point(1.0, 6.0), point(0.0, -60.0), point(1.0, -20.0)};
+    bounds.automation = {AutomationPoint{.timeSeconds = 1.0, .db = 6.0},
+                         AutomationPoint{.timeSeconds = 0.0, .db = -60.0},
+                         AutomationPoint{.timeSeconds = 1.0, .db = -20.0}};
     bounds.automationEnabled = true;
     bounds.volume = 2.0;
     engine.applyBounds(bounds);

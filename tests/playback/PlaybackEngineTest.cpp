@@ -98,19 +98,10 @@ TEST(PlaybackEngineLoops, TheCueLoopIsHeardOutAfterItsExitBeforeTheEnd) {
 TEST(PlaybackEngineTriggers, FireOncePerPassFromWhatWasHeardAndNeverForSkippedAudio) {
     EngineRig rig(4.0);
     rig.track.loops = {EngineRig::loopOf(1.0, 1.5, 3)};
-    auto midi = [](const char* name, double t) {
-        MidiTrigger trigger;
-        trigger.name = name;
-        trigger.timeSeconds = t;
-        return trigger;
-    };
-    rig.track.midiTriggers = {midi("in", 1.25), midi("start", 0.0), midi("after", 2.0)};
-    OSCTrigger skipped, landed;
-    skipped.name = "skipped";
-    skipped.timeSeconds = 2.6;
-    landed.name = "landed";
-    landed.timeSeconds = 2.95;
-    rig.track.oscTriggers = {skipped, landed};
+    rig.track.midiTriggers = {MidiTrigger{.name = "in", .timeSeconds = 1.25}, MidiTrigger{.name = "start"},
+                              MidiTrigger{.name = "after", .timeSeconds = 2.0}};
+    rig.track.oscTriggers = {OSCTrigger{.name = "skipped", .timeSeconds = 2.6},
+                             OSCTrigger{.name = "landed", .timeSeconds = 2.95}};
     auto& engine = rig.load();
     engine.play();
     rig.run(3.1); // file time 2.1 after three passes of 0.5 s

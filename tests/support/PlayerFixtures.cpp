@@ -11,12 +11,24 @@
 #include <stdexcept>
 #include <thread>
 
-
 namespace ostinel::test {
 
 float rampAt(std::int64_t frame, int channel) {
     const float v = float(frame + 1 + std::int64_t(channel) * (1 << 22)) / float(1 << 22);
     return channel % 2 ? -v : v;
+}
+
+std::string writeFloatWav(const std::string& path, const std::vector<float>& interleaved, int sampleRate,
+                          int channels) {
+    SF_INFO info{};
+    info.samplerate = sampleRate;
+    info.channels = channels;
+    info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
+    SNDFILE* f = sf_open(path.c_str(), SFM_WRITE, &info);
+    if (!f) throw std::runtime_error("cannot write " + path + ": " + sf_strerror(nullptr));
+    sf_writef_float(f, interleaved.data(), sf_count_t(interleaved.size()) / channels);
+    sf_close(f);
+    return path;
 }
 
 std::string writeRamp(const std::string& path, std::int64_t frames, int sampleRate, int channels) {
@@ -25,15 +37,7 @@ std::string writeRamp(const std::string& path, std::int64_t frames, int sampleRa
     for (std::int64_t i = 0; i < frames; ++i)
         for (int c = 0; c < channels; ++c)
             interleaved.push_back(rampAt(i, c));
-    SF_INFO info{};
-    info.samplerate = sampleRate;
-    info.channels = channels;
-    info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
-    SNDFILE* f = sf_open(path.c_str(), SFM_WRITE, &info);
-    if (!f) throw std::runtime_error("cannot write " + path + ": " + sf_strerror(nullptr));
-    sf_writef_float(f, interleaved.data(), frames);
-    sf_close(f);
-    return path;
+    return writeFloatWav(path, interleaved, sampleRate, channels);
 }
 
 void Stereo::append(const Stereo& more) {
@@ -42,19 +46,19 @@ void Stereo::append(const Stereo& more) {
     fileFrame.insert(fileFrame.end(), more.fileFrame.begin(), more.fileFrame.end());
 }
 
-void appendRamp(Stereo& out, std::int64_t from, std::int64_t to, int right) {
+void appendRamp(Stereo& out, std::int64_t from, std::int64_t to, int right, SampleAt at) {
     for (std::int64_t i = from; i < to; ++i) {
-        out.left.push_back(rampAt(i, 0));
-        out.right.push_back(rampAt(i, right));
+        out.left.push_back(at(i, 0));
+        out.right.push_back(at(i, right));
         out.fileFrame.push_back(i);
     }
 }
 
-void appendSeam(Stereo& out, std::int64_t loopStart, std::int64_t loopEnd, std::int64_t n) {
+void appendSeam(Stereo& out, std::int64_t loopStart, std::int64_t loopEnd, std::int64_t n, SampleAt at) {
     for (std::int64_t i = 0; i < n; ++i) {
         const double angle = (double(i) + 0.5) / double(n) * std::numbers::pi / 2;
         const auto mix = [&](int c) {
-            return float(rampAt(loopEnd + i, c) * std::cos(angle) + rampAt(loopStart + i, c) * std::sin(angle));
+            return float(at(loopEnd + i, c) * std::cos(angle) + at(loopStart + i, c) * std::sin(angle));
         };
         out.left.push_back(mix(0));
         out.right.push_back(mix(1));

@@ -14,6 +14,9 @@ namespace ostinel::test {
 // across channels, and exact in a float WAV up to 2^22 frames, so any lost,
 // repeated or misplaced frame shows.
 float rampAt(std::int64_t frame, int channel);
+// Writes interleaved samples as a float WAV. Returns the path.
+std::string writeFloatWav(const std::string& path, const std::vector<float>& interleaved, int sampleRate,
+                          int channels);
 // Writes a float WAV of the ramp. Returns the path.
 std::string writeRamp(const std::string& path, std::int64_t frames, int sampleRate = 44100, int channels = 2);
 
@@ -25,11 +28,14 @@ struct Stereo {
     void append(const Stereo& more);
 };
 
-// What a ramp file plays: frames [from, to) (the right side from channel
-// `right`), or the equal-power seam of a loop over [loopStart, loopEnd), `n`
-// frames long.
-void appendRamp(Stereo& out, std::int64_t from, std::int64_t to, int right = 1);
-void appendSeam(Stereo& out, std::int64_t loopStart, std::int64_t loopEnd, std::int64_t n);
+// A file's sample at a frame and channel.
+using SampleAt = float (*)(std::int64_t frame, int channel);
+
+// What a file of `at` (a ramp file unless told) plays: frames [from, to) (the
+// right side from channel `right`), or the equal-power seam of a loop over
+// [loopStart, loopEnd), `n` frames long.
+void appendRamp(Stereo& out, std::int64_t from, std::int64_t to, int right = 1, SampleAt at = rampAt);
+void appendSeam(Stereo& out, std::int64_t loopStart, std::int64_t loopEnd, std::int64_t n, SampleAt at = rampAt);
 
 // Renders in periods of `period` frames from the calling thread.
 Stereo render(Player& player, std::int64_t frames, int period = 256);

@@ -51,7 +51,7 @@ TEST(DemoCommand, WritesAProjectWhoseAudioMatchesItsTracksAndVampsSeamlessly) {
     EXPECT_EQ(groove->bpm, 120.0);
     const double bar = 60.0 / groove->bpm * 4.0;
     const Loop& vamp = groove->loops[0];
-    EXPECT_FALSE(vamp.playCountEnabled);
+    EXPECT_FALSE(vamp.playCountEnabled) << "a vamp repeats until GO";
     EXPECT_GE(vamp.endSeconds - vamp.startSeconds, bar - 1e-9);
     EXPECT_GT(vamp.startSeconds, groove->beatOffsetSeconds);
     EXPECT_LT(vamp.endSeconds, groove->duration);

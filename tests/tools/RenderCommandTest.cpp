@@ -20,16 +20,9 @@ TEST(RenderCommand, PlaysTheCueWithGoAndTheStopFadeAndReportsEveryEvent) {
     track.url = FileUrl::fromPath(EngineRig::writeProbe(dir.file("probe.wav"), 96000));
     track.duration = 2.0;
     track.loops = {EngineRig::loopOf(0.5, 1.0, std::nullopt)};
-    MidiTrigger hit;
-    hit.name = "hit";
-    hit.timeSeconds = 0.75;
-    track.midiTriggers = {hit};
-    OSCTrigger end;
-    end.name = "end";
-    end.timeSeconds = 1.5;
-    track.oscTriggers = {end};
-    Show show;
-    show.tracks = {track};
+    track.midiTriggers = {MidiTrigger{.name = "hit", .timeSeconds = 0.75}};
+    track.oscTriggers = {OSCTrigger{.name = "end", .timeSeconds = 1.5}};
+    const Show show{.tracks = {track}};
     const auto showPath = dir.file("show.ot");
     ASSERT_FALSE(ShowFile::write(show, showPath, ShowFile::Flavour::pretty));
 
@@ -85,9 +78,8 @@ TEST(RenderCommand, PlaysTheCueWithGoAndTheStopFadeAndReportsEveryEvent) {
 
 TEST(RenderCommand, RefusesBadArgumentsAndAMissingCue) {
     test::TempDir dir;
-    Show show;
     const auto showPath = dir.file("show.ot");
-    ASSERT_FALSE(ShowFile::write(show, showPath, ShowFile::Flavour::pretty));
+    ASSERT_FALSE(ShowFile::write(Show{}, showPath, ShowFile::Flavour::pretty));
     const auto home = dir.path().string();
     auto missing = test::runCli({"render", showPath, "--cue", "1", "--seconds", "1", "--out", dir.file("o.wav")}, home);
     EXPECT_EQ(missing.status, 1);

@@ -1,0 +1,143 @@
+#include "analysis/WaveformStore.h"
+
+#include <QLoggingCategory>
+#include <QThreadPool>
+
+#include <mutex>
+
+#include "analysis/AnalysisDiskCache.h"
+#include "analysis/WaveformPeaks.h"
+#include "platform/MainLoop.h"
+
+Q_LOGGING_CATEGORY(analysisLog, "com.ostinel.analysis")
+
+namespace ostinel {
+
+struct WaveformStore::Mailbox {
+    explicit Mailbox(MainLoop* l) : loop(l) {}
+    std::mutex mutex;
+    MainLoop* loop;
+};
+
+void WaveformEntry::setPeaks(std::vector<float> peaks) {
+    peaks_ = std::move(peaks);
+    emit peaksChanged();
+}
+
+void WaveformEntry::setBands(Bands bands) {
+    bands_ = std::move(bands);
+    emit bandsChanged();
+}
+
+void BackgroundActivity::add(Kind kind, std::int64_t count) {
+    if (count < 1) return;
+    jobs_[kind].total += count;
+    emit changed();
+}
+
+void BackgroundActivity::complete(Kind kind, std::int64_t count) {
+    auto it = jobs_.find(kind);
+    if (it == jobs_.end()) return;
+    it->second.done += count;
+    if (it->second.done >= it->second.total) jobs_.erase(it);
+    emit changed();
+}
+
+std::optional<std::string> BackgroundActivity::summary() const {
+    if (jobs_.empty()) return std::nullopt;
+    std::string text;
+    for (const auto& [kind, job] : jobs_) {
+        if (!text.empty()) text += '\n';
+        text += kind == Kind::waveforms ? "Analysing waveforms" : "Building spectral coloring";
+        text += " — " + std::to_string(job.done) + " of " + std::to_string(job.total) + " file";
+        if (job.total != 1) text += 's';
+    }
+    return text;
+}
+
+WaveformStore::WaveformStore(MainLoop& loop, std::string cacheDirectory, Background background, QObject* parent)
+    : QObject(parent), loop_(loop), cacheDirectory_(std::move(cacheDirectory)), background_(std::move(background)),
+      mailbox_(std::make_shared<Mailbox>(&loop)) {
+    if (!background_)
+        background_ = [](std::function<void()> job) { QThreadPool::globalInstance()->start(std::move(job)); };
+}
+
+WaveformStore::~WaveformStore() {
+    const std::lock_guard lock(mailbox_->mutex);
+    mailbox_->loop = nullptr;
+}
+
+WaveformEntry& WaveformStore::entry(const FileUrl& url) {
+    auto& slot = entries_[url];
+    if (!slot) slot = std::make_unique<WaveformEntry>();
+    return *slot;
+}
+
+const std::optional<WaveformEntry::Bands>* WaveformStore::bands(const FileUrl& url) const {
+    auto it = entries_.find(url);
+    return it == entries_.end() ? nullptr : &it->second->bands();
+}
+
+void WaveformStore::prerender(const FileUrl& url) {
+    if (entry(url).peaks() || inFlight_.count(url) || failedPeaks_.count(url)) return;
+    inFlight_.insert(url);
+    activity_.add(BackgroundActivity::Kind::waveforms, 1);
+
+    // The mailbox dies with the store (on the main thread), so a worker may
+    // skip work it no longer needs and a late result finds no store to touch.
+    std::weak_ptr<Mailbox> alive = mailbox_;
+    auto publish = [this, alive, url](std::optional<std::vector<float>> peaks) {
+        const auto box = alive.lock();
+        if (!box) return;
+        const std::lock_guard lock(box->mutex);
+        if (!box->loop) return;
+        box->loop->post([this, alive, url, peaks = std::move(peaks)]() mutable {
+            // Only the main thread closes the mailbox, so no lock is needed here.
+            if (const auto open = alive.lock(); open && open->loop) finishPeaks(url, std::move(peaks));
+        });
+    };
+    background_([alive, publish, url, dir = cacheDirectory_]() {
+        if (alive.expired()) return;
+        auto cached = AnalysisDiskCache::peaks(url.path(), dir);
+        if (cached.value) {
+            publish(std::move(cached.value));
+            return;
+        }
+        if (alive.expired()) return;
+        auto computed = computeWaveformPeaks(url.path());
+        if (!computed) {
+            qCCritical(analysisLog).noquote() << QString::fromStdString(computed.error().message);
+            publish(std::nullopt);
+            return;
+        }
+        if (computed->empty()) {
+            publish(std::nullopt);
+            return;
+        }
+        auto peaks = std::move(*computed);
+        publish(peaks);
+        // Filed after the display has them; nobody waits for the write.
+        if (cached.fingerprint) AnalysisDiskCache::storePeaks(peaks, url.path(), *cached.fingerprint, dir);
+    });
+}
+
+void WaveformStore::prerender(const std::vector<FileUrl>& urls) {
+    for (const auto& url : urls) prerender(url);
+}
+
+void WaveformStore::finishPeaks(const FileUrl& url, std::optional<std::vector<float>> peaks) {
+    inFlight_.erase(url);
+    if (peaks)
+        entry(url).setPeaks(std::move(*peaks));
+    else
+        failedPeaks_.insert(url);
+    activity_.complete(BackgroundActivity::Kind::waveforms, 1);
+}
+
+void WaveformStore::retry(const FileUrl& url) {
+    failedPeaks_.erase(url);
+    failedBands_.erase(url);
+    failedLoudness_.erase(url);
+}
+
+} // namespace ostinel

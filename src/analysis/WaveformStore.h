@@ -1,0 +1,111 @@
+#pragma once
+
+#include <QObject>
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "base/FileUrl.h"
+
+namespace ostinel {
+
+class MainLoop;
+
+// What the waveform draws for one file; made on first request, never removed.
+class WaveformEntry : public QObject {
+    Q_OBJECT
+public:
+    using Bands = std::vector<std::array<float, 3>>;
+
+    const std::optional<std::vector<float>>& peaks() const { return peaks_; }
+    const std::optional<Bands>& bands() const { return bands_; }
+    void setPeaks(std::vector<float> peaks);
+    void setBands(Bands bands);
+
+signals:
+    void peaksChanged();
+    void bandsChanged();
+
+private:
+    std::optional<std::vector<float>> peaks_;
+    std::optional<Bands> bands_;
+};
+
+// Counts background work for the status line; a batch's counters restart
+// once it is done.
+class BackgroundActivity : public QObject {
+    Q_OBJECT
+public:
+    enum class Kind { waveforms, spectral };
+    struct Job {
+        std::int64_t done = 0;
+        std::int64_t total = 0;
+        friend bool operator==(const Job&, const Job&) = default;
+    };
+
+    void add(Kind kind, std::int64_t count);
+    void complete(Kind kind, std::int64_t count);
+    const std::map<Kind, Job>& jobs() const { return jobs_; }
+    std::optional<std::string> summary() const;
+
+signals:
+    void changed();
+
+private:
+    std::map<Kind, Job> jobs_;
+};
+
+// Owns the computed peaks of every file, loads them in the background (disk
+// cache first), and never works on a file twice or retries a failed one
+// until asked. Main thread only; results come back through MainLoop::post.
+class WaveformStore : public QObject {
+    Q_OBJECT
+public:
+    // Runs a job off the main thread; the default is Qt's global pool.
+    using Background = std::function<void(std::function<void()>)>;
+
+    WaveformStore(MainLoop& loop, std::string cacheDirectory, Background background = {}, QObject* parent = nullptr);
+    // Work still running is cancelled: it skips its computation if it has
+    // not begun, and its result is dropped.
+    ~WaveformStore() override;
+
+    WaveformEntry& entry(const FileUrl& url);
+    const std::optional<WaveformEntry::Bands>* bands(const FileUrl& url) const;
+
+    // Files start in the order given and run concurrently.
+    void prerender(const FileUrl& url);
+    void prerender(const std::vector<FileUrl>& urls);
+    // Forgets the file's failures; starts nothing.
+    void retry(const FileUrl& url);
+
+    bool isInFlight(const FileUrl& url) const { return inFlight_.count(url) > 0; }
+    bool hasFailed(const FileUrl& url) const { return failedPeaks_.count(url) > 0; }
+    BackgroundActivity& activity() { return activity_; }
+
+private:
+    void finishPeaks(const FileUrl& url, std::optional<std::vector<float>> peaks);
+
+    MainLoop& loop_;
+    std::string cacheDirectory_;
+    Background background_;
+    // Where workers hand results back; closed by the destructor, so work
+    // finishing later neither touches the store nor posts to a main loop
+    // that may be gone with it.
+    struct Mailbox;
+    std::shared_ptr<Mailbox> mailbox_;
+    std::map<FileUrl, std::unique_ptr<WaveformEntry>> entries_;
+    std::set<FileUrl> inFlight_;
+    std::set<FileUrl> failedPeaks_;
+    std::set<FileUrl> failedBands_;
+    std::set<FileUrl> failedLoudness_;
+    BackgroundActivity activity_;
+};
+
+} // namespace ostinel

@@ -1,0 +1,182 @@
+#include "app/OstinelApp.h"
+
+#include <QApplication>
+#include <QThread>
+#include <QThreadPool>
+
+#include "analysis/AnalysisDiskCache.h"
+#include "app/InputMonitor.h"
+#include "app/MainWindow.h"
+#include "app/OfflinePacer.h"
+#include "app/SingleInstance.h"
+#include "platform/OfflineAudioSystem.h"
+#include "platform/QtDialogs.h"
+#include "platform/QtMainLoop.h"
+#include "platform/SettingsPreferences.h"
+#include "playback/EngineLog.h"
+#include "playback/ShowModeKeyFilter.h"
+#include "workspace/common/Theme.h"
+
+namespace ostinel {
+
+OstinelApp::OwnedPlatform::OwnedPlatform() = default;
+OstinelApp::OwnedPlatform::OwnedPlatform(OwnedPlatform&&) noexcept = default;
+OstinelApp::OwnedPlatform::~OwnedPlatform() = default;
+
+std::unique_ptr<OstinelApp> OstinelApp::standard(std::unique_ptr<AudioSystem> audio) {
+    OwnedPlatform owned;
+    owned.loop = std::make_unique<QtMainLoop>();
+    owned.preferences = std::make_unique<SettingsPreferences>();
+    owned.dialogs = std::make_unique<QtDialogs>();
+    MainLoop& loop = *owned.loop;
+    Preferences& preferences = *owned.preferences;
+    Dialogs& dialogs = *owned.dialogs;
+    return std::unique_ptr<OstinelApp>(
+        new OstinelApp(std::move(owned), loop, preferences, dialogs, std::move(audio), AppPaths::standard()));
+}
+
+OstinelApp::OstinelApp(MainLoop& loop, Preferences& preferences, Dialogs& dialogs, std::unique_ptr<AudioSystem> audio,
+                       AppPaths paths)
+    : OstinelApp(OwnedPlatform{}, loop, preferences, dialogs, std::move(audio), std::move(paths)) {}
+
+OstinelApp::OstinelApp(OwnedPlatform&& owned, MainLoop& loop, Preferences& preferences, Dialogs& dialogs,
+                       std::unique_ptr<AudioSystem> audio, AppPaths paths)
+    : owned_(std::move(owned)),
+      loop_(loop),
+      preferences_(preferences),
+      dialogs_(dialogs),
+      paths_(std::move(paths)),
+      audio_(std::move(audio)),
+      state_(loop_, preferences_, dialogs_, paths_),
+      engine_(loop_, preferences_, *audio_),
+      store_(loop_, paths_.analysisCache),
+      cues_{state_, engine_, view_.controller(), {}, {}},
+      workspace_{loop_, preferences_, dialogs_, state_, engine_, *audio_, store_, view_, cues_} {
+    wire();
+    if (owned_.dialogs) owned_.dialogs->setParent(window_.get());
+}
+
+OstinelApp::~OstinelApp() {
+    if (pruner_) {
+        pruner_->wait();
+        delete pruner_;
+    }
+    instanceServer_.reset();
+    window_.reset();
+    engine_.stop();
+    // Cache files still being written are finished rather than cut short.
+    QThreadPool::globalInstance()->waitForDone();
+}
+
+void OstinelApp::wire() {
+    terminate = [] { QCoreApplication::quit(); };
+    if (auto* app = qobject_cast<QApplication*>(QCoreApplication::instance())) {
+        theme::applyDarkTheme(*app);
+        // Quitting is the quit flow's decision, not a side effect of a window.
+        app->setQuitOnLastWindowClosed(false);
+    }
+
+    ShowModeKeys::connectTransport(state_, engine_);
+    state_.prerenderHook = [this](const std::vector<FileUrl>& urls) { store_.prerender(urls); };
+    state_.relinkedHook = [this](const std::set<Uuid>& ids) { reloadIfRelinked(ids); };
+    connect(&state_, &AppState::spectralColoringEnabledChanged, this, [this] { state_.prerenderShow(); });
+    connect(&engine_, &PlaybackEngine::isPlayingChanged, this, &OstinelApp::logPlaying);
+
+    // With no audio server nobody pulls the offline device; without the pacer
+    // the transport would stand still.
+    if (auto* offline = dynamic_cast<OfflineAudioSystem*>(audio_.get()))
+        pacer_ = std::make_unique<OfflinePacer>(loop_, *offline);
+
+    // The monitor goes in last so it is asked first: it only looks, and must
+    // see the modifier keys the show keys swallow.
+    keyFilter_ = std::make_unique<ShowModeKeyFilter>(cues_);
+    inputMonitor_ = std::make_unique<InputMonitor>();
+    QCoreApplication::instance()->installEventFilter(keyFilter_.get());
+    QCoreApplication::instance()->installEventFilter(inputMonitor_.get());
+
+    window_ = std::make_unique<MainWindow>(*this);
+    pruneAnalysisCache();
+}
+
+void OstinelApp::pruneAnalysisCache() {
+    pruner_ = QThread::create([dir = paths_.analysisCache] {
+        AnalysisDiskCache::prune(AnalysisDiskCache::pruneLimit, dir);
+    });
+    pruner_->start(QThread::LowestPriority);
+}
+
+void OstinelApp::start(const QStringList& files) {
+    if (started_) return;
+    window_->show();
+    window_->activateWindow();
+    if (const std::string reason = audio_->fallbackReason(); !reason.empty()) engine_.setNotice(reason);
+
+    state_.offerRecoveryIfAvailable();
+    started_ = true;
+    QStringList paths = pendingFiles_ + SingleInstance::absolutePaths(files);
+    pendingFiles_.clear();
+    if (!paths.isEmpty()) state_.loadShow(FileUrl::fromPath(paths.last().toStdString()));
+    state_.openLastShowIfRequested();
+}
+
+void OstinelApp::openFiles(const QStringList& paths) {
+    if (!started_) {
+        pendingFiles_ += paths;
+        return;
+    }
+    // Not on top of a question the operator has yet to answer.
+    if (QApplication::activeModalWidget()) {
+        loop_.after(0.25, [this, paths] { openFiles(paths); });
+        return;
+    }
+    bringWindowForward();
+    if (!paths.isEmpty()) state_.loadShow(FileUrl::fromPath(paths.last().toStdString()));
+}
+
+bool OstinelApp::listen(const QString& serverName) {
+    instanceServer_ = std::make_unique<InstanceServer>([this](const QStringList& paths) {
+        // Out of the socket's own signal: loading may ask a modal question.
+        QMetaObject::invokeMethod(this, [this, paths] { openFiles(paths); }, Qt::QueuedConnection);
+    });
+    return instanceServer_->listen(serverName);
+}
+
+void OstinelApp::bringWindowForward() {
+    if (window_->isMinimized()) window_->showNormal();
+    window_->show();
+    window_->raise();
+    window_->activateWindow();
+}
+
+bool OstinelApp::quit() {
+    if (state_.isDirty()) {
+        const int answer = dialogs_.alert({"Save Show?", "Do you want to save the show before quitting Ostinel?",
+                                           {"Save", "Don't Save", "Cancel"}});
+        if (answer == 0) {
+            if (!state_.saveShow()) return false;
+        } else if (answer == 1) {
+            state_.deleteAutosave();
+        } else {
+            return false;
+        }
+    } else {
+        state_.deleteAutosave();
+    }
+    if (terminate) terminate();
+    return true;
+}
+
+void OstinelApp::reloadIfRelinked(const std::set<Uuid>& relinkedIDs) {
+    // The engine holds the selected track; a relinked one must be read anew.
+    const auto track = state_.selectedTrack();
+    if (track && relinkedIDs.count(track->id)) engine_.load(*track);
+}
+
+void OstinelApp::logPlaying() {
+    if (!engine_.isPlaying()) return;
+    const auto track = state_.selectedTrack();
+    const std::string name = track ? track->displayName() : engine_.currentURL().value_or(FileUrl{}).fileName();
+    qCInfo(engineLog, "Playing %s", name.c_str());
+}
+
+} // namespace ostinel

@@ -1,0 +1,29 @@
+#pragma once
+
+namespace ostinel {
+
+class AppState;
+class AudioSystem;
+class Dialogs;
+class MainLoop;
+class PlaybackEngine;
+class Preferences;
+class WaveformStore;
+class WaveformViewState;
+struct CueContext;
+
+// The long-lived objects every panel works on, made once by the application
+// (or by a test rig) and outliving every widget.
+struct Workspace {
+    MainLoop& loop;
+    Preferences& preferences;
+    Dialogs& dialogs;
+    AppState& state;
+    PlaybackEngine& engine;
+    AudioSystem& audio;
+    WaveformStore& store;
+    WaveformViewState& view;
+    CueContext& cues;
+};
+
+} // namespace ostinel

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QComboBox>
+#include <QString>
+
+#include <functional>
+
+class QCheckBox;
+class QFormLayout;
+class QLabel;
+class QWidget;
+
+namespace ostinel {
+
+// A settings row: the control with its explaining line under it, so the
+// form's label column stays a clean list of names.
+QWidget* settingsField(QWidget* control, const QString& explanation = {});
+QLabel* explanationLabel(const QString& text);
+QFormLayout* settingsForm(QWidget* page);
+QCheckBox* settingsCheckBox(const QString& text);
+
+// A combo box that fills itself just before it opens, so a device plugged in
+// while the window was open is there to be chosen.
+class RefreshingComboBox : public QComboBox {
+    Q_OBJECT
+public:
+    using QComboBox::QComboBox;
+    std::function<void()> beforePopup;
+
+    void showPopup() override;
+};
+
+} // namespace ostinel

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QString>
+#include <QWidget>
+
+class QTabWidget;
+
+namespace ostinel {
+
+struct Workspace;
+class GeneralSettingsTab;
+class AudioSettingsTab;
+
+// The machine's own configuration, one tab per concern. Every control writes
+// straight through to the owner of its value; there is no apply button.
+class SettingsWindow : public QWidget {
+    Q_OBJECT
+public:
+    explicit SettingsWindow(Workspace& workspace, QWidget* parent = nullptr);
+
+    // "General" or "Audio"; any other name shows "General".
+    void showTab(const QString& name);
+    QString currentTabName() const;
+
+    GeneralSettingsTab* generalTab() const { return general_; }
+    AudioSettingsTab* audioTab() const { return audio_; }
+
+protected:
+    void showEvent(QShowEvent* event) override;
+
+private:
+    Workspace& workspace_;
+    QTabWidget* tabs_ = nullptr;
+    GeneralSettingsTab* general_ = nullptr;
+    AudioSettingsTab* audio_ = nullptr;
+};
+
+} // namespace ostinel

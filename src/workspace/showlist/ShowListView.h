@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QWidget>
+
+#include <functional>
+
+#include "base/Uuid.h"
+
+class QLabel;
+class QScrollArea;
+
+namespace ostinel {
+
+struct Workspace;
+class ShowListCanvas;
+
+// The running order: one row per cue, with its colour, name, length and
+// flags, and the total below. In Edit mode it edits the order; in Show mode
+// it is how the operator sees and picks what comes next. It holds no show
+// data: the selections live in AppState.
+class ShowListView : public QWidget {
+    Q_OBJECT
+public:
+    explicit ShowListView(Workspace& workspace, QWidget* parent = nullptr);
+    ~ShowListView() override;
+
+    // Offered a row click before anything else; true when it was taken (the
+    // MIDI or number map learning that cue).
+    std::function<bool(const Uuid& trackID)> learnTap;
+    // The mapping badge of a row ("C3", "7"); empty for none.
+    std::function<QString(const Uuid& trackID)> badgeText;
+
+    // Repaints the badges after a mapping changed outside the show.
+    void refreshBadges();
+
+    ShowListCanvas& canvas() { return *canvas_; }
+
+private:
+    void updateTotal();
+
+    Workspace& workspace_;
+    QScrollArea* scroll_ = nullptr;
+    ShowListCanvas* canvas_ = nullptr;
+    QLabel* total_ = nullptr;
+};
+
+} // namespace ostinel

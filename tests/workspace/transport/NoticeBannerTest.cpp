@@ -1,0 +1,68 @@
+#include <gtest/gtest.h>
+
+#include <QTest>
+
+#include <memory>
+
+#include "support/QtTestApp.h"
+#include "support/WorkspaceRig.h"
+#include "workspace/transport/NoticeBanner.h"
+
+namespace ostinel {
+namespace {
+
+class NoticeBannerTest : public ::testing::Test {
+protected:
+    test::WorkspaceRig rig;
+    QWidget window;
+    NoticeBanner* banner = new NoticeBanner(rig.workspace, &window);
+
+    bool shown() const { return !banner->isHidden(); }
+};
+
+TEST_F(NoticeBannerTest, ShowsANoticeAndClearsItAfterSixSeconds) {
+    EXPECT_FALSE(shown());
+    rig.engine.setNotice("Audio file missing: Intro");
+    EXPECT_TRUE(shown());
+    EXPECT_EQ(banner->text(), "Audio file missing: Intro");
+
+    rig.loop.advance(5.9);
+    EXPECT_TRUE(shown());
+    rig.loop.advance(0.2);
+    EXPECT_EQ(rig.engine.notice(), std::nullopt);
+    EXPECT_FALSE(shown());
+}
+
+TEST_F(NoticeBannerTest, AReplacementGetsItsOwnSixSeconds) {
+    rig.engine.setNotice("First");
+    rig.loop.advance(4.0);
+    rig.engine.setNotice("Second");
+    rig.loop.advance(5.9);
+    EXPECT_EQ(rig.engine.notice(), "Second");
+    EXPECT_TRUE(shown());
+    rig.loop.advance(0.2);
+    EXPECT_EQ(rig.engine.notice(), std::nullopt);
+}
+
+TEST_F(NoticeBannerTest, AClickClearsItAndCancelsTheTimer) {
+    rig.engine.setNotice("First");
+    QTest::mouseClick(banner, Qt::LeftButton);
+    EXPECT_EQ(rig.engine.notice(), std::nullopt);
+    EXPECT_FALSE(shown());
+
+    // The old timer must not clear a notice set after the click.
+    rig.loop.advance(3.0);
+    rig.engine.setNotice("Second");
+    rig.loop.advance(4.0);
+    EXPECT_EQ(rig.engine.notice(), "Second");
+}
+
+TEST_F(NoticeBannerTest, AGoneBannerLeavesTheNoticeAlone) {
+    rig.engine.setNotice("Kept");
+    delete banner;
+    rig.loop.advance(7.0);
+    EXPECT_EQ(rig.engine.notice(), "Kept");
+}
+
+} // namespace
+} // namespace ostinel
