@@ -16,7 +16,10 @@ double upToTenth(double seconds) { return std::ceil(seconds * 10.0 - 1e-6) / 10.
 std::string signedClock(double seconds) {
     if (seconds < 0.0) {
         const double magnitude = upToTenth(-seconds);
-        return magnitude > 0.0 ? std::string("-") + formatClock(magnitude, 1) : formatClock(0.0, 1);
+        if (magnitude <= 0.0) return formatClock(0.0, 1);
+        std::string text(1, '-');
+        text += formatClock(magnitude, 1);
+        return text;
     }
     return formatClock(seconds, 1);
 }

@@ -1,5 +1,7 @@
 #include "workspace/transport/NoticeBanner.h"
 
+#include <algorithm>
+
 #include <QMouseEvent>
 #include <QPainter>
 
@@ -23,7 +25,10 @@ NoticeBanner::NoticeBanner(Workspace& workspace, QWidget* parent) : QWidget(pare
     setFocusPolicy(Qt::NoFocus);
     setCursor(Qt::PointingHandCursor);
     setToolTip(tr("Click to dismiss"));
-    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    // A long reason wraps rather than losing its end.
+    policy.setHeightForWidth(true);
+    setSizePolicy(policy);
     connect(&workspace_.engine, &PlaybackEngine::noticeChanged, this, &NoticeBanner::noticeChanged);
     noticeChanged();
 }
@@ -35,7 +40,20 @@ QString NoticeBanner::text() const {
     return notice ? QString::fromStdString(*notice) : QString();
 }
 
-QSize NoticeBanner::sizeHint() const { return {400, QFontMetrics(bannerFont()).height() + 2 * margin}; }
+QSize NoticeBanner::sizeHint() const { return {400, heightForWidth(400)}; }
+
+bool NoticeBanner::hasHeightForWidth() const { return true; }
+
+int NoticeBanner::heightForWidth(int width) const {
+    const QFontMetrics metrics(bannerFont());
+    const QRect text = metrics.boundingRect(QRect(0, 0, std::max(1, textWidth(metrics, width)), 10000),
+                                            Qt::TextWordWrap, QStringLiteral("⚠  ") + this->text());
+    return std::max(text.height(), metrics.height()) + 2 * margin;
+}
+
+int NoticeBanner::textWidth(const QFontMetrics& metrics, int width) {
+    return width - 2 * (margin + 8) - metrics.horizontalAdvance(QStringLiteral("✕")) - margin;
+}
 
 void NoticeBanner::noticeChanged() {
     cancelClear();
@@ -49,6 +67,7 @@ void NoticeBanner::noticeChanged() {
             workspace_.engine.setNotice(std::nullopt);
         });
     }
+    updateGeometry();
     update();
 }
 
@@ -74,9 +93,8 @@ void NoticeBanner::paintEvent(QPaintEvent*) {
     p.setPen(theme::window);
     const QRect inner = rect().adjusted(margin + 8, 0, -margin - 8, 0);
     const QString close = QStringLiteral("✕");
-    const int closeWidth = p.fontMetrics().horizontalAdvance(close) + margin;
-    p.drawText(inner.adjusted(0, 0, -closeWidth, 0), Qt::AlignLeft | Qt::AlignVCenter,
-               p.fontMetrics().elidedText(QStringLiteral("⚠  ") + text(), Qt::ElideRight, inner.width() - closeWidth));
+    const QRect textRect(inner.left(), inner.top(), textWidth(p.fontMetrics(), width()), inner.height());
+    p.drawText(textRect, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextWordWrap, QStringLiteral("⚠  ") + text());
     p.drawText(inner, Qt::AlignRight | Qt::AlignVCenter, close);
 }
 

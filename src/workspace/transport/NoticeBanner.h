@@ -6,6 +6,8 @@
 
 #include "platform/MainLoop.h"
 
+class QFontMetrics;
+
 namespace ostinel {
 
 struct Workspace;
@@ -22,6 +24,8 @@ public:
     // What the banner shows, empty when hidden.
     QString text() const;
     QSize sizeHint() const override;
+    bool hasHeightForWidth() const override;
+    int heightForWidth(int width) const override;
 
 protected:
     void mousePressEvent(QMouseEvent* event) override;
@@ -30,6 +34,7 @@ protected:
 private:
     void noticeChanged();
     void cancelClear();
+    static int textWidth(const QFontMetrics& metrics, int width);
 
     Workspace& workspace_;
     std::optional<MainLoop::TimerId> clearTimer_;
