@@ -4,10 +4,13 @@
 #include <QMenu>
 #include <QMenuBar>
 
+#include <functional>
+
 #include "app/MainWindow.h"
 #include "app/OstinelApp.h"
 #include "app/RevealFile.h"
 #include "platform/Preferences.h"
+#include "workspace/editpanel/EditPanel.h"
 #include "workspace/waveform/WaveformPanel.h"
 
 namespace ostinel {
@@ -27,12 +30,20 @@ QAction* addCommand(QMenu* menu, const QString& title, const char* name, QList<Q
 
 void MainWindow::buildMenus() {
     AppState& state = app_.state();
+    // A menu key takes no focus, so a value typed but not yet entered must
+    // be committed before the show is written or let go.
+    const auto committed = [this](std::function<void()> command) {
+        return [this, command = std::move(command)] {
+            if (editPanel_) editPanel_->commitPendingEdits();
+            command();
+        };
+    };
 
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
     connect(addCommand(file, QStringLiteral("New Show"), "newShow", {QKeySequence(Qt::CTRL | Qt::Key_N)}),
-            &QAction::triggered, this, [&state] { state.newShow(); });
+            &QAction::triggered, this, committed([&state] { state.newShow(); }));
     connect(addCommand(file, QStringLiteral("Open Show…"), "openShow", {QKeySequence(Qt::CTRL | Qt::Key_O)}),
-            &QAction::triggered, this, [&state] { state.openShow(); });
+            &QAction::triggered, this, committed([&state] { state.openShow(); }));
     recentMenu_ = file->addMenu(QStringLiteral("Open Recent"));
     recentMenu_->setObjectName(QStringLiteral("openRecent"));
     // Queued: the list changes from inside one of the menu's own entries,
@@ -44,12 +55,12 @@ void MainWindow::buildMenus() {
             &QAction::triggered, this, [&state] { state.addTracksPanel(); });
     file->addSeparator();
     connect(addCommand(file, QStringLiteral("Save Show"), "saveShow", {QKeySequence(Qt::CTRL | Qt::Key_S)}),
-            &QAction::triggered, this, [&state] { state.saveShow(); });
+            &QAction::triggered, this, committed([&state] { state.saveShow(); }));
     connect(addCommand(file, QStringLiteral("Save Show As…"), "saveShowAs",
                        {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S)}),
-            &QAction::triggered, this, [&state] { state.saveShowAs(); });
+            &QAction::triggered, this, committed([&state] { state.saveShowAs(); }));
     connect(addCommand(file, QStringLiteral("Save as Project…"), "saveAsProject"), &QAction::triggered, this,
-            [&state] { state.saveShowAsProject(); });
+            committed([&state] { state.saveShowAsProject(); }));
     reveal_ = addCommand(file, QStringLiteral("Show in File Manager"), "reveal");
     connect(reveal_, &QAction::triggered, this, &MainWindow::revealShow);
     reveal_->setEnabled(state.currentFileURL().has_value());
@@ -58,7 +69,7 @@ void MainWindow::buildMenus() {
             &QAction::triggered, this, [this] { openSettings(QStringLiteral("General")); });
     file->addSeparator();
     connect(addCommand(file, QStringLiteral("Quit Ostinel"), "quit", {QKeySequence(Qt::CTRL | Qt::Key_Q)}),
-            &QAction::triggered, this, [this] { app_.quit(); });
+            &QAction::triggered, this, committed([this] { app_.quit(); }));
 
     QMenu* edit = menuBar()->addMenu(QStringLiteral("&Edit"));
     undo_ = addCommand(edit, QStringLiteral("Undo"), "undo", {QKeySequence(Qt::CTRL | Qt::Key_Z)});

@@ -34,7 +34,11 @@ MainWindow::MainWindow(OstinelApp& app) : app_(app) {
     updateEditingCommands();
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow() {
+    // Committed while the window is still whole: the panel would otherwise
+    // commit from its own destructor into slots of a half-destroyed window.
+    editPanel_->commitPendingEdits();
+}
 
 void MainWindow::buildPanels() {
     Workspace& ws = app_.workspace();
@@ -100,6 +104,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     // The window never closes on its own: closing it asks to quit, and the
     // quit flow ends the application or leaves everything as it was.
     event->ignore();
+    editPanel_->commitPendingEdits();
     app_.quit();
 }
 

@@ -4,6 +4,11 @@
 
 #include "AppRig.h"
 #include "document/ShowFile.h"
+#include "workspace/editpanel/EditPanel.h"
+
+#include <QAction>
+#include <QLineEdit>
+#include <QTest>
 
 namespace ostinel::test {
 namespace {
@@ -78,6 +83,23 @@ TEST_F(QuitFlow, ACleanQuitAsksNothingAndLeavesNoRecoveryFile) {
     EXPECT_TRUE(rig.dialogs.alerts.empty());
     EXPECT_EQ(rig.terminated, 1);
     EXPECT_FALSE(fs::exists(rig.recoveryFile()));
+}
+
+TEST_F(QuitFlow, SavingByKeyTakesANameTypedButNotYetEntered) {
+    AppState& state = rig.app->state();
+    state.setSelectedTrackID(state.show().tracks[0].id);
+    QLineEdit* name = nullptr;
+    for (auto* field : rig.app->window().editPanel()->findChildren<QLineEdit*>())
+        if (field->text() == "Gig cue 1") name = field;
+    ASSERT_TRUE(name);
+    name->setFocus();
+    name->selectAll();
+    QTest::keyClicks(name, "Typed");
+    ASSERT_EQ(state.show().tracks[0].name, "Gig cue 1") << "nothing committed yet";
+
+    rig.app->window().findChild<QAction*>("saveShow")->trigger();
+    EXPECT_EQ(ShowFile::read(showPath)->tracks[0].name, "Typed");
+    EXPECT_FALSE(state.isDirty());
 }
 
 } // namespace
