@@ -64,7 +64,10 @@ PlaybackEngine::~PlaybackEngine() {
 // --- Observable writes ---------------------------------------------------------
 
 void PlaybackEngine::setNotice(std::optional<std::string> text) {
+    // The same notice given again is news again: the banner's time restarts.
+    const bool repeated = text && text == notice_;
     assign(notice_, std::move(text), &PlaybackEngine::noticeChanged);
+    if (repeated) emit noticeChanged();
 }
 
 void PlaybackEngine::setIsPlaying(bool playing) {

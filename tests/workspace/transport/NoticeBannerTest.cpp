@@ -42,6 +42,15 @@ TEST_F(NoticeBannerTest, AReplacementGetsItsOwnSixSeconds) {
     EXPECT_TRUE(shown());
     rig.loop.advance(0.2);
     EXPECT_EQ(rig.engine.notice(), std::nullopt);
+
+    // The same text again counts as a new notice too.
+    rig.engine.setNotice("Again");
+    rig.loop.advance(4.0);
+    rig.engine.setNotice("Again");
+    rig.loop.advance(5.9);
+    EXPECT_TRUE(shown());
+    rig.loop.advance(0.2);
+    EXPECT_EQ(rig.engine.notice(), std::nullopt);
 }
 
 TEST_F(NoticeBannerTest, AClickClearsItAndCancelsTheTimer) {
