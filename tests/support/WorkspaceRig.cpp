@@ -1,31 +1,21 @@
 #include "support/WorkspaceRig.h"
 
-#include <sndfile.h>
-
 #include <cmath>
 #include <numbers>
 #include <stdexcept>
+
+#include "support/PlayerFixtures.h"
 
 namespace ostinel::test {
 namespace {
 
 std::string writeCueTone(const std::string& path, double seconds, double amplitude) {
-    SF_INFO info{};
-    info.samplerate = int(WorkspaceRig::rate);
-    info.channels = 2;
-    info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
-    SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
-    if (!file) throw std::runtime_error(sf_strerror(nullptr));
-    const auto frames = sf_count_t(seconds * WorkspaceRig::rate);
-    std::vector<float> data(std::size_t(frames) * 2);
-    for (sf_count_t i = 0; i < frames; ++i) {
-        const float v = float(amplitude * std::sin(2.0 * std::numbers::pi * 440.0 * double(i) / WorkspaceRig::rate));
-        data[std::size_t(i) * 2] = v;
-        data[std::size_t(i) * 2 + 1] = v;
-    }
-    sf_writef_float(file, data.data(), frames);
-    sf_close(file);
-    return path;
+    const auto frames = std::size_t(seconds * WorkspaceRig::rate);
+    std::vector<float> data(frames * 2);
+    for (std::size_t i = 0; i < frames; ++i)
+        data[i * 2] = data[i * 2 + 1] =
+            float(amplitude * std::sin(2.0 * std::numbers::pi * 440.0 * double(i) / WorkspaceRig::rate));
+    return writeFloatWav(path, data, int(WorkspaceRig::rate), 2);
 }
 
 } // namespace

@@ -13,6 +13,7 @@
 #include "platform/MainLoop.h"
 #include "playback/PlaybackEngine.h"
 #include "workspace/WaveformViewState.h"
+#include "workspace/common/TimelineClick.h"
 #include "workspace/common/Workspace.h"
 #include "workspace/strips/StripEdits.h"
 
@@ -135,14 +136,6 @@ std::optional<Uuid> TimelineStripView::createAt(const Track& track, double t) {
     return id;
 }
 
-// The same rule as on the waveform: nothing moves the playhead while playing.
-void TimelineStripView::clickEmpty(const Track& track, double t) {
-    if (ws_.engine.isPlaying()) return;
-    if (ws_.engine.currentURL() == track.url) ws_.engine.seek(t);
-    controller().clearAllSelections();
-    ws_.state.clearTimelineSelection();
-}
-
 void TimelineStripView::mousePressEvent(QMouseEvent* event) {
     gesture_ = Gesture::none;
     moved_ = false;
@@ -233,7 +226,7 @@ void TimelineStripView::mouseReleaseEvent(QMouseEvent* event) {
     if (pressItem_)
         strips::selectItem(ws_.state, kind_, pressItem_);
     else
-        clickEmpty(*track, geometry(*track).timeAt(event->position().x()));
+        clickToSeek(ws_, *track, geometry(*track).timeAt(event->position().x()), true);
 }
 
 void TimelineStripView::mouseDoubleClickEvent(QMouseEvent* event) {

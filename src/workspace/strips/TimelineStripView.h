@@ -59,7 +59,6 @@ class TimelineStripView : public QWidget {
     std::optional<Uuid> itemAt(const Track& track, const TimelineGeometry& g, double x) const;
     QPointF windowPos(QPointF local) const;
     std::optional<Uuid> createAt(const Track& track, double t);
-    void clickEmpty(const Track& track, double t);
     void dragTo(const Track& track, QPointF pos);
     void syncRepaintTimer();
     void syncVisibility();

@@ -9,6 +9,7 @@
 #include "playback/PlaybackEngine.h"
 #include "platform/MainLoop.h"
 #include "workspace/common/Theme.h"
+#include "workspace/common/TimelineClick.h"
 #include "workspace/common/TimeText.h"
 #include "workspace/common/Workspace.h"
 #include "workspace/waveform/TimelineFrame.h"
@@ -84,7 +85,7 @@ void TimeRuler::mouseReleaseEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) return;
     auto frame = waveform::currentFrame(ws_);
     if (!frame || frame->track.duration <= 0.0) return;
-    waveform::clickToSeek(ws_, frame->geometry.timeAt(event->position().x()), true);
+    clickToSeek(ws_, frame->track, frame->geometry.timeAt(event->position().x()), true);
 }
 
 } // namespace ostinel

@@ -15,11 +15,4 @@ std::optional<TimelineFrame> currentFrame(Workspace& ws) {
     return TimelineFrame{std::move(*track), geometry};
 }
 
-void clickToSeek(Workspace& ws, double time, bool onEmptySpace) {
-    if (ws.engine.isPlaying()) return;
-    ws.engine.seek(time);
-    ws.view.controller().clearAllSelections();
-    if (onEmptySpace) ws.state.clearTimelineSelection();
-}
-
 } // namespace ostinel::waveform

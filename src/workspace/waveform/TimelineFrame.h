@@ -21,9 +21,5 @@ struct TimelineFrame {
 // loop's present time, so call it from a paint pass or an input event.
 std::optional<TimelineFrame> currentFrame(Workspace& workspace);
 
-// A click that positions the playhead: only while stopped, and not while a
-// show is running. Marks go, and on empty space the timeline selection too.
-void clickToSeek(Workspace& workspace, double time, bool onEmptySpace);
-
 } // namespace waveform
 } // namespace ostinel

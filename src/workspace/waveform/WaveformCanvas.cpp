@@ -14,6 +14,7 @@
 #include "playback/PlaybackEngine.h"
 #include "workspace/WaveformViewState.h"
 #include "workspace/common/Theme.h"
+#include "workspace/common/TimelineClick.h"
 #include "workspace/common/Workspace.h"
 #include "workspace/waveform/TimelineFrame.h"
 #include "workspace/waveform/WaveformMenus.h"
@@ -175,7 +176,7 @@ void WaveformCanvas::finishClick(const Press& press) {
         break;
     default: break;
     }
-    clickToSeek(ws_, press.time, press.hit.kind == HandleKind::none || press.hit.kind == HandleKind::markedRegion);
+    clickToSeek(ws_, press.captured, press.time, press.hit.kind == HandleKind::none || press.hit.kind == HandleKind::markedRegion);
 }
 
 void WaveformCanvas::toggleAutomationPoint(const Track& track, const Hit& hit, double time) {
