@@ -2,7 +2,7 @@
 # Each installs what is missing, configures and builds on its own.
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
-CMAKE_FLAGS := -G Ninja -Wno-dev
+CMAKE_FLAGS := -G Ninja -Wno-dev -DOSTINEL_WERROR=ON
 
 .PHONY: run test deps release asan tsan bench demo clean
 
