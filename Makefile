@@ -4,7 +4,7 @@ SHELL := /bin/bash
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS := -G Ninja -Wno-dev -DOSTINEL_WERROR=ON
 
-.PHONY: run test deps release asan tsan bench demo clean
+.PHONY: run test deps release asan tsan fuzz-build fuzz bench demo clean
 
 deps:
 	@bash scripts/setup-deps.sh
@@ -31,13 +31,24 @@ run: release
 	@[ -f build/Demo/Demo.ot ] || build/release/tools/ostinel-cli demo build/Demo
 	@env -u OSTINEL_AUDIO_BACKEND build/release/src/app/ostinel build/Demo/Demo.ot
 
-test: asan tsan
+test: asan tsan fuzz-build
+	@fuzz/run.sh build/fuzz 20
 	@cd build/asan && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
 	  LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp:print_suppressions=0 \
 	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 600
 	@cd build/tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
 	  QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 600 -L playback
+
+# libFuzzer targets, clang with ASan and UBSan, on the pure core only.
+fuzz-build: deps
+	@CC=clang CXX=clang++ cmake -S . -B build/fuzz $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOSTINEL_TESTS=OFF \
+	  -DOSTINEL_FUZZ=ON -DOSTINEL_SANITIZE=address,undefined >/dev/null
+	@cmake --build build/fuzz -j $(JOBS) --target $(patsubst fuzz/%.cpp,%,$(wildcard fuzz/fuzz_*.cpp))
+
+FUZZ_SECONDS ?= 600
+fuzz: fuzz-build
+	@fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
 
 bench: release
 	@for b in build/release/bench/bench_*; do echo "== $$b"; $$b; done

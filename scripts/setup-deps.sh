@@ -10,7 +10,7 @@ packages=(
   libavahi-client-dev libqrencode-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   ffmpeg sox xvfb xauth
-  xdotool
+  xdotool clang libclang-rt-dev
 )
 missing=()
 for p in "${packages[@]}"; do

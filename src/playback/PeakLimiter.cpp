@@ -39,9 +39,10 @@ void PeakLimiter::process(float* left, float* right, int frames) noexcept {
     if (idle()) {
         // The common case: nothing near the ceiling and no reduction pending,
         // so the block only needs delaying. NaN fails the test on purpose.
-        bool quiet = true;
+        // Branch-free so the loop vectorises.
+        int quiet = 1;
         for (int i = 0; i < frames; ++i)
-            quiet &= (std::fabs(left[i]) <= float(ceiling)) & (std::fabs(right[i]) <= float(ceiling));
+            quiet &= int(std::fabs(left[i]) <= float(ceiling)) & int(std::fabs(right[i]) <= float(ceiling));
         if (quiet) {
             for (int i = 0; i < frames; ++i) {
                 std::swap(left[i], delayLeft_[std::size_t(delayAt_)]);
