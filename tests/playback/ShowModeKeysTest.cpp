@@ -7,6 +7,7 @@
 #include "document/AppState.h"
 #include "playback/ShowModeKeys.h"
 #include "support/ScriptedDialogs.h"
+#include "workspace/WaveformController.h"
 
 using namespace ostinel;
 using Key = KeyPress::Key;
