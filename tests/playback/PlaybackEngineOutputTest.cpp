@@ -68,12 +68,21 @@ TEST(PlaybackEngineOutput, ADeviceLostDuringACueFallsBackWithoutLosingItsPlaceAn
     EXPECT_EQ(engine.notice(), "USB Interface connected — switched back to it.");
 }
 
-TEST(PlaybackEngineOutput, ChannelPairsAreEvenRememberedPerDeviceAndFallBackWithOneWarning) {
+// A four-channel and a two-channel device; the pair 3-4 saved for the latter.
+struct ChannelRouting : ::testing::Test {
     EngineRig rig;
-    rig.audio.addDevice({"usb", "USB Interface", 4});
-    rig.audio.addDevice({"duo", "Duo", 2});
-    rig.preferences.setValue("outputChannelOffset.duo", std::int64_t(2));
-    auto& engine = rig.make();
+    PlaybackEngine& engine = make();
+    PlaybackEngine& make() {
+        rig.audio.addDevice({"usb", "USB Interface", 4});
+        rig.audio.addDevice({"duo", "Duo", 2});
+        rig.preferences.setValue("outputChannelOffset.duo", std::int64_t(2));
+        return rig.make();
+    }
+};
+
+const std::string pairUnavailable = "Selected output channels aren't available on this device — using channels 1-2.";
+
+TEST_F(ChannelRouting, PairsAreEvenAndRememberedPerDevice) {
     engine.setOutputDeviceUID(std::string("usb"));
     engine.setOutputChannelOffset(3);
     EXPECT_EQ(engine.outputChannelOffset(), 2);
@@ -82,24 +91,45 @@ TEST(PlaybackEngineOutput, ChannelPairsAreEvenRememberedPerDeviceAndFallBackWith
     EXPECT_FALSE(engine.notice());
 
     engine.setOutputDeviceUID(std::string("duo"));
+    engine.setOutputDeviceUID(std::string("usb"));
+    EXPECT_EQ(engine.outputChannelOffset(), 2);
+    EXPECT_EQ(rig.audio.channelMap(), (std::vector<int>{-1, -1, 0, 1}));
+}
+
+TEST_F(ChannelRouting, APairOutOfRangeFallsBackToOneTwoWithOneWarningAndIsKept) {
+    engine.setOutputDeviceUID(std::string("duo"));
     EXPECT_EQ(engine.outputChannelOffset(), 2);
     EXPECT_EQ(rig.audio.channelMap(), (std::vector<int>{0, 1}));
-    EXPECT_EQ(engine.notice(), "Selected output channels aren't available on this device — using channels 1-2.");
+    EXPECT_EQ(engine.notice(), pairUnavailable);
     engine.setNotice(std::nullopt);
     engine.applyOutputDevice();
     EXPECT_FALSE(engine.notice());
     EXPECT_EQ(rig.preferences.intValue("outputChannelOffset.duo"), 2);
+}
 
+TEST_F(ChannelRouting, AMonoChannelOutOfRangeUsesChannelOneWithOneWarning) {
+    engine.setOutputDeviceUID(std::string("duo"));
+    engine.setNotice(std::nullopt);
     engine.setMonoOutputChannel(7);
     EXPECT_EQ(rig.audio.sourceCount(), 1);
     EXPECT_EQ(rig.audio.channelMap(), (std::vector<int>{0, -1}));
     EXPECT_EQ(engine.notice(), "Selected output channel isn't available on this device — using channel 1.");
     engine.setMonoOutputChannel(std::nullopt);
     EXPECT_EQ(rig.audio.sourceCount(), 2);
+}
+
+TEST_F(ChannelRouting, AOneChannelDeviceIsChannelOneWithoutWarningUnlessALaterPairWasSaved) {
+    rig.audio.addDevice({"mono", "Mono Speaker", 1});
+    engine.setOutputDeviceUID(std::string("mono"));
+    EXPECT_EQ(rig.audio.channelMap(), std::vector<int>{0});
+    EXPECT_FALSE(engine.notice());
 
     engine.setOutputDeviceUID(std::string("usb"));
-    EXPECT_EQ(engine.outputChannelOffset(), 2);
-    EXPECT_EQ(rig.audio.channelMap(), (std::vector<int>{-1, -1, 0, 1}));
+    engine.setOutputChannelOffset(2);
+    rig.preferences.setValue("outputChannelOffset.mono", std::int64_t(2));
+    engine.setOutputDeviceUID(std::string("mono"));
+    EXPECT_EQ(rig.audio.channelMap(), std::vector<int>{0});
+    EXPECT_EQ(engine.notice(), pairUnavailable);
 }
 
 TEST(PlaybackEngineOutput, TheLimiterSwitchIsRememberedAndItsReductionDropsAtOnce) {
