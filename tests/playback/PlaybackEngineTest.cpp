@@ -95,6 +95,63 @@ TEST(PlaybackEngineLoops, TheCueLoopIsHeardOutAfterItsExitBeforeTheEnd) {
     expectEndAfterLastSample(rig, 72000);
 }
 
+// A cue without loops, its out-point moved by a live edit `after` seconds
+// into playing from 0: what is heard, and where the cue ends.
+struct OutPointMoved {
+    EngineRig rig{3.0};
+    std::size_t start = 0;
+    OutPointMoved(double outPoint, double after, double movedTo) {
+        rig.track.endSeconds = outPoint;
+        auto& engine = rig.load();
+        engine.play();
+        rig.run(after);
+        auto bounds = PlaybackEngine::Bounds::of(rig.track);
+        bounds.end = movedTo;
+        engine.applyBounds(bounds);
+        rig.run(3.0 - after);
+        start = rig.firstSound();
+    }
+    // Heard from the in-point to `lastFrame`, then silence, and the end after it.
+    void expectHeardTo(std::int64_t lastFrame) const {
+        EngineRig::Expected expected;
+        expected.play(0, lastFrame);
+        EXPECT_EQ(rig.firstMismatch(expected, start), -1);
+        EXPECT_TRUE(silentFrom(rig, start + std::size_t(lastFrame)));
+        expectEndAfterLastSample(rig, lastFrame);
+    }
+};
+
+TEST(PlaybackEngineOutPoint, MovedEarlierWhilePlayingEndsTheQueuedAudioThere) {
+    OutPointMoved moved(2.5, 0.2, 1.0);
+    moved.expectHeardTo(48000);
+}
+
+TEST(PlaybackEngineOutPoint, MovedEarlierToJustAheadOfThePlayheadEndsThere) {
+    OutPointMoved moved(2.5, 0.9, 1.0); // already decoded ahead of the playhead
+    moved.expectHeardTo(48000);
+}
+
+TEST(PlaybackEngineOutPoint, MovedLaterWhilePlayingGoesOnWithoutAGap) {
+    OutPointMoved moved(1.0, 0.5, 2.0);
+    moved.expectHeardTo(96000);
+}
+
+TEST(PlaybackEngineOutPoint, MovedBehindThePlayheadEndsWhereItIsWithoutReplaying) {
+    OutPointMoved moved(2.5, 1.5, 1.0);
+    const auto& rig = moved.rig;
+    std::size_t silence = moved.start;
+    while (silence < rig.right.size() && rig.right[silence] != 0.0f) ++silence;
+    const auto heard = std::int64_t(silence - moved.start);
+    EXPECT_GE(heard, 72000 - std::int64_t(moved.start));
+    EXPECT_LE(heard, 72000 + EngineRig::period);
+    EngineRig::Expected expected;
+    expected.play(0, heard);
+    EXPECT_EQ(rig.firstMismatch(expected, moved.start), -1);
+    EXPECT_TRUE(silentFrom(rig, silence));
+    ASSERT_TRUE(rig.reachedEndAt);
+    EXPECT_LE(*rig.reachedEndAt, 72000 + tickFrames + EngineRig::period);
+}
+
 TEST(PlaybackEngineTriggers, FireOncePerPassFromWhatWasHeardAndNeverForSkippedAudio) {
     EngineRig rig(4.0);
     rig.track.loops = {EngineRig::loopOf(1.0, 1.5, 3)};
