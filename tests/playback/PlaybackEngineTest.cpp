@@ -6,24 +6,7 @@ namespace ostinel {
 namespace {
 
 using test::EngineRig;
-constexpr std::int64_t tickFrames = 1600; // 1/30 s at 48 kHz
-
-// The frames before reachedEnd's tick had not all been heard; at it they had.
-void expectEndAfterLastSample(const EngineRig& rig, std::int64_t lastSample) {
-    ASSERT_TRUE(rig.reachedEndAt);
-    EXPECT_GE(*rig.reachedEndAt, lastSample);
-    ASSERT_GE(rig.ticks.size(), 2u);
-    EXPECT_LT(rig.ticks[rig.ticks.size() - 2].rendered, lastSample);
-    EXPECT_FALSE(rig.engine->isPlaying());
-    EXPECT_EQ(rig.engine->currentTime(), rig.engine->startTime());
-}
-
-// Where the output is silent from `from` on.
-bool silentFrom(const EngineRig& rig, std::size_t from) {
-    for (std::size_t k = from; k < rig.right.size(); ++k)
-        if (rig.left[k] != 0.0f || rig.right[k] != 0.0f) return false;
-    return true;
-}
+constexpr std::int64_t tickFrames = EngineRig::tickFrames;
 
 // The 3 s probe with three passes of the loop from 1.0 to 1.5 s.
 EngineRig::Expected threePassesOfOneToOneAndAHalf() {
@@ -45,8 +28,8 @@ TEST(PlaybackEngineLoops, PlayCountThreeRepeatsExactlyWithBridgedSeamsAndEndsAft
     const auto expected = threePassesOfOneToOneAndAHalf();
     const auto start = rig.firstSound();
     EXPECT_EQ(rig.firstMismatch(expected, start), -1);
-    EXPECT_TRUE(silentFrom(rig, start + expected.left.size()));
-    expectEndAfterLastSample(rig, std::int64_t(expected.left.size()));
+    EXPECT_TRUE(rig.silentFrom(start + expected.left.size()));
+    rig.expectEndAfterLastSample(std::int64_t(expected.left.size()));
 }
 
 TEST(PlaybackEngineLoops, GoLeavesAfterThePassThatIsPlayingAndTheDisplayFollows) {
@@ -69,7 +52,7 @@ TEST(PlaybackEngineLoops, GoLeavesAfterThePassThatIsPlayingAndTheDisplayFollows)
 
     const auto expected = threePassesOfOneToOneAndAHalf();
     EXPECT_EQ(rig.firstMismatch(expected, rig.firstSound()), -1);
-    expectEndAfterLastSample(rig, std::int64_t(expected.left.size()));
+    rig.expectEndAfterLastSample(std::int64_t(expected.left.size()));
     EXPECT_FALSE(engine.activeLoopID());
     EXPECT_FALSE(engine.loopExiting());
 }
@@ -92,64 +75,7 @@ TEST(PlaybackEngineLoops, TheCueLoopIsHeardOutAfterItsExitBeforeTheEnd) {
     expected.seam(0, 24000);
     expected.seam(0, 24000);
     EXPECT_EQ(rig.firstMismatch(expected, rig.firstSound()), -1);
-    expectEndAfterLastSample(rig, 72000);
-}
-
-// A cue without loops, its out-point moved by a live edit `after` seconds
-// into playing from 0: what is heard, and where the cue ends.
-struct OutPointMoved {
-    EngineRig rig{3.0};
-    std::size_t start = 0;
-    OutPointMoved(double outPoint, double after, double movedTo) {
-        rig.track.endSeconds = outPoint;
-        auto& engine = rig.load();
-        engine.play();
-        rig.run(after);
-        auto bounds = PlaybackEngine::Bounds::of(rig.track);
-        bounds.end = movedTo;
-        engine.applyBounds(bounds);
-        rig.run(3.0 - after);
-        start = rig.firstSound();
-    }
-    // Heard from the in-point to `lastFrame`, then silence, and the end after it.
-    void expectHeardTo(std::int64_t lastFrame) const {
-        EngineRig::Expected expected;
-        expected.play(0, lastFrame);
-        EXPECT_EQ(rig.firstMismatch(expected, start), -1);
-        EXPECT_TRUE(silentFrom(rig, start + std::size_t(lastFrame)));
-        expectEndAfterLastSample(rig, lastFrame);
-    }
-};
-
-TEST(PlaybackEngineOutPoint, MovedEarlierWhilePlayingEndsTheQueuedAudioThere) {
-    OutPointMoved moved(2.5, 0.2, 1.0);
-    moved.expectHeardTo(48000);
-}
-
-TEST(PlaybackEngineOutPoint, MovedEarlierToJustAheadOfThePlayheadEndsThere) {
-    OutPointMoved moved(2.5, 0.9, 1.0); // already decoded ahead of the playhead
-    moved.expectHeardTo(48000);
-}
-
-TEST(PlaybackEngineOutPoint, MovedLaterWhilePlayingGoesOnWithoutAGap) {
-    OutPointMoved moved(1.0, 0.5, 2.0);
-    moved.expectHeardTo(96000);
-}
-
-TEST(PlaybackEngineOutPoint, MovedBehindThePlayheadEndsWhereItIsWithoutReplaying) {
-    OutPointMoved moved(2.5, 1.5, 1.0);
-    const auto& rig = moved.rig;
-    std::size_t silence = moved.start;
-    while (silence < rig.right.size() && rig.right[silence] != 0.0f) ++silence;
-    const auto heard = std::int64_t(silence - moved.start);
-    EXPECT_GE(heard, 72000 - std::int64_t(moved.start));
-    EXPECT_LE(heard, 72000 + EngineRig::period);
-    EngineRig::Expected expected;
-    expected.play(0, heard);
-    EXPECT_EQ(rig.firstMismatch(expected, moved.start), -1);
-    EXPECT_TRUE(silentFrom(rig, silence));
-    ASSERT_TRUE(rig.reachedEndAt);
-    EXPECT_LE(*rig.reachedEndAt, 72000 + tickFrames + EngineRig::period);
+    rig.expectEndAfterLastSample(72000);
 }
 
 TEST(PlaybackEngineTriggers, FireOncePerPassFromWhatWasHeardAndNeverForSkippedAudio) {
