@@ -121,6 +121,31 @@ TEST(PlaybackEngineLevels, LoopDuckingRampsByTicksDownAndBackAtTheLoopsRates) {
     EXPECT_EQ(engine.duckDb(), 0.0);
 }
 
+TEST(PlaybackEngineLevels, BackToBackDuckingLoopsRampStraightToTheNextTargetAtItsRate) {
+    EngineRig rig(3.0);
+    Loop deep = EngineRig::loopOf(0.5, 1.0, 1);
+    deep.reduceVolumeEnabled = true;
+    deep.reduceVolumeDb = 12.0;
+    deep.fadeInSeconds = 0.2; // 2 dB a tick
+    Loop shallow = EngineRig::loopOf(1.0, 1.5, 1);
+    shallow.reduceVolumeEnabled = true;
+    shallow.reduceVolumeDb = 6.0;
+    shallow.fadeOutSeconds = 0.05; // 4 dB a tick, on the way up from either
+    rig.track.loops = {deep, shallow};
+    auto& engine = rig.load();
+    std::vector<double> steps;
+    rig.afterTick = [&] {
+        const double db = engine.duckDb();
+        if (std::fabs(db - (steps.empty() ? 0.0 : steps.back())) > 1e-9) steps.push_back(db);
+    };
+    engine.play();
+    rig.run(2.0);
+
+    const std::vector<double> expected{-2, -4, -6, -8, -10, -12, -8, -6, -2, 0};
+    ASSERT_EQ(steps.size(), expected.size());
+    for (std::size_t i = 0; i < steps.size(); ++i) EXPECT_NEAR(steps[i], expected[i], 1e-9) << i;
+}
+
 TEST(PlaybackEngineLevels, TheEscFadeIsLinearInAmplitudeAndEndsWithStopHereThenTheClosure) {
     EngineRig rig(3.0);
     auto& engine = rig.load();

@@ -68,6 +68,58 @@ TEST(PlaybackEngineOutput, ADeviceLostDuringACueFallsBackWithoutLosingItsPlaceAn
     EXPECT_EQ(engine.notice(), "USB Interface connected — switched back to it.");
 }
 
+TEST(PlaybackEngineOutput, ANewSystemDefaultDuringACueTakesTheCueOnFromWhereItWas) {
+    EngineRig rig(2.0);
+    auto& engine = rig.load();
+    engine.play();
+    rig.run(0.5);
+    rig.audio.addDevice({"hdmi", "HDMI", 2});
+    rig.audio.setDefaultDevice("hdmi");
+    rig.loop.runPosted();
+    EXPECT_EQ(rig.audio.currentDeviceUID(), "hdmi");
+    EXPECT_FALSE(engine.outputDeviceUID());
+    EXPECT_TRUE(engine.isPlaying());
+    EXPECT_EQ(engine.currentTime(), 0.5);
+    const auto switchedAt = rig.rendered();
+
+    // The same event again changes nothing: no second gap.
+    rig.run(0.2);
+    rig.audio.setDefaultDevice("hdmi");
+    rig.audio.addDevice({"hdmi", "HDMI", 2});
+    rig.loop.runPosted();
+    rig.run(0.3);
+    std::size_t k = std::size_t(switchedAt);
+    while (k < rig.right.size() && rig.fileFrame(k) != 24000) ++k;
+    EngineRig::Expected expected;
+    expected.play(24000, 47000);
+    EXPECT_EQ(rig.firstMismatch(expected, k), -1);
+}
+
+TEST(PlaybackEngineOutput, ADeviceAtZeroHertzKeepsTheChainAsItWasAndTheCueGoesOn) {
+    EngineRig rig(2.0);
+    rig.audio.addDevice({"zero", "Not Ready", 2}, 0.0);
+    auto& engine = rig.load();
+    engine.play();
+    rig.run(0.25);
+    engine.setOutputDeviceUID(std::string("zero"));
+    EXPECT_EQ(rig.audio.currentDeviceUID(), "zero");
+    rig.run(0.25);
+    EXPECT_TRUE(engine.isPlaying());
+    EXPECT_GT(engine.currentTime(), 0.25);
+    EXPECT_GT(engine.displayTime(rig.loop.now() + 1.0), 0.25);
+
+    engine.setOutputDeviceUID(std::string("offline"));
+    const auto backAt = rig.rendered();
+    rig.run(0.25);
+    const auto start = rig.firstSound(std::size_t(backAt));
+    ASSERT_LT(start + 4800, rig.right.size());
+    const auto frame = rig.fileFrame(start + 2400);
+    ASSERT_TRUE(frame);
+    EngineRig::Expected expected;
+    expected.play(*frame, *frame + 2400);
+    EXPECT_EQ(rig.firstMismatch(expected, start + 2400), -1);
+}
+
 // A four-channel and a two-channel device; the pair 3-4 saved for the latter.
 struct ChannelRouting : ::testing::Test {
     EngineRig rig;
