@@ -314,7 +314,8 @@ struct Player::Impl {
         }
         if (current) {
             fillFrames = int(std::clamp<std::int64_t>(cut - published, 0, fillFrames));
-            pendingCount = pendingOffset + int(std::clamp<std::int64_t>(cut - filled, 0, pendingCount - pendingOffset));
+            pendingCount =
+                pendingOffset + int(std::clamp<std::int64_t>(cut - filled, 0, pendingCount - pendingOffset));
             inflight = std::clamp<std::int64_t>(cut - pending, 0, inflight);
         }
         // The queue: what has not been taken yet, from `taken` on.

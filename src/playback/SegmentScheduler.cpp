@@ -160,8 +160,9 @@ void SegmentScheduler::followOutPointLocked() {
     const std::int64_t cut =
         player_.truncate(past->startSample + std::max<std::int64_t>(outFrame - past->fileStart, 0));
     // The first stays whatever happens: the position map needs one to hold on to.
-    segs.erase(std::find_if(segs.begin() + 1, segs.end(), [cut](const Seg& seg) { return seg.startSample >= cut; }),
-               segs.end());
+    segs.erase(
+        std::find_if(segs.begin() + 1, segs.end(), [cut](const Seg& seg) { return seg.startSample >= cut; }),
+        segs.end());
     for (Seg& seg : segs)
         seg.frames = std::clamp<std::int64_t>(cut - seg.startSample, 0, seg.frames);
     nextStartSample_ = cut;
