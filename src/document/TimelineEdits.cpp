@@ -4,7 +4,7 @@
 #include <string>
 #include <type_traits>
 
-#include "playback/VolumeAutomation.h"
+#include "document/VolumeAutomation.h"
 
 namespace ostinel::TimelineEdits {
 

@@ -5,9 +5,9 @@
 #include <cmath>
 #include <limits>
 
+#include "document/VolumeAutomation.h"
 #include "platform/Preferences.h"
 #include "playback/PlaybackEngine.h"
-#include "playback/VolumeAutomation.h"
 
 namespace ostinel {
 

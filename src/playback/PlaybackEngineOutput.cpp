@@ -226,7 +226,8 @@ void PlaybackEngine::applyChannelMap(const std::string& deviceUID) {
     std::vector<int> map(std::size_t(n), -1);
     if (!monoOutputChannel_) {
         int o = outputChannelOffset_;
-        if (o + 1 < n) {
+        // A one-channel device has no pair: the first pair means its channel 1.
+        if (o + 1 < n || (n == 1 && o == 0)) {
             lastChannelFallbackWarning_.reset();
         } else {
             qCInfo(engineLog, "Saved output pair (offset %ld) exceeds device channels (%ld) — using 1-2", long(o),

@@ -68,8 +68,9 @@ struct Player::Impl {
     std::mutex mutex;
     std::condition_variable decoded; // play() waits on it
     std::deque<Item> queue;
-    std::int64_t headDone = 0;       // frames of queue.front() already decoded
+    std::int64_t headDone = 0;       // frames of queue.front() already taken for decoding
     std::int64_t producedFrames = 0; // published in this generation
+    std::int64_t inflight = 0;       // taken and being decoded; a cut may shorten it
 
     // --- Shared with render -------------------------------------------------
     std::atomic<std::uint64_t> generation{1};
@@ -102,7 +103,7 @@ struct Player::Impl {
     bool starving = false;
     std::uint64_t dryAt = 0; // writePos when pull() last found the ring empty
 
-    // --- Reader-private -------------------------------------------------------
+    // --- The reader's, under `mutex` but for the decode itself ----------------
     std::uint64_t readerGeneration = 0;
     int fillFrames = 0; // frames in the block at writePos not yet published
     std::vector<float> pendingLeft = std::vector<float>(decodeFrames);
@@ -161,12 +162,7 @@ struct Player::Impl {
         writePos.store(wp + 1, std::memory_order_seq_cst);
     }
 
-    void announce(std::uint64_t gen, std::int64_t frames) {
-        {
-            std::lock_guard lock(mutex);
-            if (generation.load(std::memory_order_relaxed) != gen) return;
-            producedFrames += frames;
-        }
+    void announce() {
         decoded.notify_all();
         if (dataWaiters.load(std::memory_order_seq_cst) > 0) sem_post(&dataReady);
     }
@@ -224,7 +220,7 @@ struct Player::Impl {
             Item item;
             std::int64_t from = 0;
             int count = 0;
-            std::int64_t partial = 0;
+            bool flushed = false;
             {
                 std::lock_guard lock(mutex);
                 gen = generation.load(std::memory_order_relaxed);
@@ -232,6 +228,7 @@ struct Player::Impl {
                     // A new run: whatever the ring holds is stale.
                     readerGeneration = gen;
                     fillFrames = pendingCount = pendingOffset = 0;
+                    inflight = 0;
                     withConsumer([this] {
                         readPos.store(writePos.load(std::memory_order_relaxed), std::memory_order_release);
                         blockOffset = 0;
@@ -241,38 +238,99 @@ struct Player::Impl {
                     if (queue.empty()) {
                         // Caught up with the queue: let render have the tail.
                         if (fillFrames > 0) {
-                            partial = fillFrames;
+                            producedFrames += fillFrames;
                             publish(gen);
-                            producedFrames += partial;
+                            flushed = true;
                         }
                     } else {
                         item = queue.front();
                         from = headDone;
                         count = int(std::min<std::int64_t>(item.count - from, decodeFrames));
+                        headDone += count;
+                        if (headDone == item.count) {
+                            queue.pop_front();
+                            headDone = 0;
+                        }
+                        inflight = count;
                     }
                 }
             }
-            if (partial > 0) {
-                decoded.notify_all();
-                if (dataWaiters.load(std::memory_order_seq_cst) > 0) sem_post(&dataReady);
-            }
+            if (flushed) announce();
             if (count > 0) {
                 decode(item, from, count); // may block on the disk; no lock held
                 std::lock_guard lock(mutex);
                 if (generation.load(std::memory_order_relaxed) != gen) continue;
-                headDone += count;
-                if (headDone == queue.front().count) {
-                    queue.pop_front();
-                    headDone = 0;
-                }
-                pendingCount = count;
+                pendingCount = int(inflight);
                 pendingOffset = 0;
+                inflight = 0;
             } else if (pendingOffset == pendingCount) {
                 return;
             }
-            if (const std::int64_t published = fillBlocks(gen)) announce(gen, published);
-            if (pendingOffset < pendingCount) return; // the ring is full
+            std::int64_t published = 0;
+            bool full = false;
+            {
+                std::lock_guard lock(mutex);
+                if (generation.load(std::memory_order_relaxed) != gen) continue;
+                published = fillBlocks(gen);
+                producedFrames += published;
+                full = pendingOffset < pendingCount;
+            }
+            if (published > 0) announce();
+            if (full) return; // the ring is full
         }
+    }
+
+    // Ends this run's timeline at `end`, or where render has got to if that
+    // is later; returns where it ends. Each stage of the read-ahead, from the
+    // ring to the queue, gives back what lies past it. Under `mutex`.
+    std::int64_t truncateLocked(std::int64_t end) {
+        const std::int64_t queued = queuedEnd.load(std::memory_order_relaxed);
+        if (end >= queued) return queued;
+        // Until the reader has seen this run begin, it holds nothing of it.
+        const bool current = readerGeneration == generation.load(std::memory_order_relaxed);
+        const std::int64_t published = producedFrames;
+        const std::int64_t filled = published + (current ? fillFrames : 0);
+        const std::int64_t pending = filled + (current ? pendingCount - pendingOffset : 0);
+        const std::int64_t taken = pending + (current ? inflight : 0);
+        std::int64_t cut = std::max<std::int64_t>(end, 0);
+        if (cut < published) {
+            // Published blocks belong to the consumer side: take it, as stop() does.
+            withConsumer([&] {
+                const std::int64_t rendered = sampleTime.load(std::memory_order_relaxed);
+                cut = std::max(cut, rendered);
+                std::int64_t blockStart = rendered - blockOffset;
+                const std::uint64_t wp = writePos.load(std::memory_order_relaxed);
+                for (std::uint64_t p = readPos.load(std::memory_order_relaxed); p < wp; ++p) {
+                    Block& b = ring[p % ringBlocks];
+                    if (blockStart + b.frames >= cut) {
+                        b.frames = int(cut - blockStart);
+                        writePos.store(p + 1, std::memory_order_release);
+                        break;
+                    }
+                    blockStart += b.frames;
+                }
+            });
+            producedFrames = cut;
+        }
+        if (current) {
+            fillFrames = int(std::clamp<std::int64_t>(cut - published, 0, fillFrames));
+            pendingCount =
+                pendingOffset + int(std::clamp<std::int64_t>(cut - filled, 0, pendingCount - pendingOffset));
+            inflight = std::clamp<std::int64_t>(cut - pending, 0, inflight);
+        }
+        // The queue: what has not been taken yet, from `taken` on.
+        std::int64_t at = taken;
+        std::size_t keep = 0;
+        for (; keep < queue.size() && at < cut; ++keep) {
+            Item& item = queue[keep];
+            const std::int64_t left = item.count - (keep == 0 ? headDone : 0);
+            if (at + left > cut) item.count -= at + left - cut;
+            at += std::min(left, cut - at);
+        }
+        queue.erase(queue.begin() + std::ptrdiff_t(keep), queue.end());
+        if (queue.empty()) headDone = 0;
+        queuedEnd.store(cut, std::memory_order_release);
+        return cut;
     }
 
     // ---- Render ---------------------------------------------------------------
@@ -410,6 +468,11 @@ void Player::scheduleBuffer(std::shared_ptr<const AudioBuffer> buffer) {
         impl_->queuedEnd.store(impl_->queuedEnd.load(std::memory_order_relaxed) + frames, std::memory_order_release);
     }
     impl_->reader->wake();
+}
+
+std::int64_t Player::truncate(std::int64_t end) {
+    std::lock_guard lock(impl_->mutex);
+    return impl_->truncateLocked(end);
 }
 
 void Player::play() {

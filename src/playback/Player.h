@@ -36,6 +36,11 @@ public:
     void scheduleSegment(std::shared_ptr<AudioFile> file, std::int64_t startFrame, std::int64_t frameCount);
     void scheduleBuffer(std::shared_ptr<const AudioBuffer> buffer);
 
+    // Ends the timeline at `end`, or where rendering has already got to if
+    // that is later: queued audio past it is dropped, decoded or not, and
+    // what is scheduled next follows on from there. Returns the new end.
+    std::int64_t truncate(std::int64_t end);
+
     // Starts or resumes rendering. From stopped, waits (at most 250 ms) until
     // the first queued audio is decoded, so the first render is never starved.
     void play();

@@ -139,6 +139,39 @@ void SegmentScheduler::setBounds(double start, double end, double duration) {
     in_->endTime = std::min(end, duration);
     walk_.startTime = in_->startTime;
     walk_.outEnd = in_->endTime > 0.0 ? in_->endTime : duration;
+    if (in_->running) followOutPointLocked();
+}
+
+// The out-point moved while playing. Audio queued past the new one is taken
+// back from the player, which ends its timeline there, so the walk's next
+// step follows on without a gap; one moved behind what is heard ends the
+// pass where it stands. Moved later, the walk simply goes on to it.
+void SegmentScheduler::followOutPointLocked() {
+    const std::int64_t outFrame = frameAt(walk_.outEnd, in_->sampleRate);
+    const std::int64_t heard = playerSampleLocked();
+    auto& segs = in_->segments;
+    const auto past = std::find_if(segs.begin(), segs.end(), [&](const Seg& seg) {
+        return seg.startSample + seg.frames > heard && seg.fileStart + seg.frames > outFrame;
+    });
+    if (past == segs.end()) {
+        if (walk_.cursor < walk_.outEnd - LoopWalk::epsilon) walk_.isDone = false;
+        return;
+    }
+    const std::int64_t cut =
+        player_.truncate(past->startSample + std::max<std::int64_t>(outFrame - past->fileStart, 0));
+    // The first stays whatever happens: the position map needs one to hold on to.
+    segs.erase(
+        std::find_if(segs.begin() + 1, segs.end(), [cut](const Seg& seg) { return seg.startSample >= cut; }),
+        segs.end());
+    for (Seg& seg : segs)
+        seg.frames = std::clamp<std::int64_t>(cut - seg.startSample, 0, seg.frames);
+    nextStartSample_ = cut;
+    walk_.cursor = walk_.outEnd;
+    walk_.isDone = false;
+    walk_.loopID.reset();
+    walk_.pendingBridge.reset();
+    walk_.exitRequestedLoopID.reset();
+    walk_.passes = 0;
 }
 
 void SegmentScheduler::start(double position) {

@@ -97,6 +97,7 @@ private:
     struct Internals;
 
     void resetLocked();
+    void followOutPointLocked();
     void topUpLocked();
     bool scheduleNextLocked(int depth);
     const Seg* activeSegLocked() const;

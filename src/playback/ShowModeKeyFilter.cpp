@@ -117,7 +117,7 @@ bool ShowModeKeyFilter::keyDown(QWidget& target, QKeyEvent& event) {
 }
 
 void ShowModeKeyFilter::followModifiers(const QEvent& event) {
-    WaveformController& waveform = context_.waveform;
+    CueWaveform& waveform = context_.waveform;
     switch (event.type()) {
     case QEvent::WindowDeactivate:
         // Releases made in another application never arrive.

@@ -42,7 +42,7 @@ void loadUnlessLoaded(PlaybackEngine& engine, const Track& track) {
 }
 
 // A strip's marked region, ordered.
-std::optional<TimeRange> rangeOf(const WaveformController& waveform, WaveformController::Strip strip) {
+std::optional<TimeRange> rangeOf(const CueWaveform& waveform, TimelineMarks::Strip strip) {
     const auto sel = waveform.mark(strip);
     if (!sel) return std::nullopt;
     return TimeRange{std::min(sel->start, sel->end), std::max(sel->start, sel->end)};
@@ -58,8 +58,8 @@ void deleteInEditMode(CueContext& context) {
     AppState& state = context.state;
     const auto track = state.selectedTrack();
     if (!track) return;
-    WaveformController& marks = context.waveform;
-    using Strip = WaveformController::Strip;
+    CueWaveform& marks = context.waveform;
+    using Strip = TimelineMarks::Strip;
     bool anyRange = false;
     const auto apply = [&](Strip strip, void (AppState::*remove)(const Uuid&, double, double)) {
         const auto range = rangeOf(marks, strip);
@@ -92,8 +92,8 @@ bool handleClipboardKey(const KeyPress& key, CueContext& context) {
         return true;
     }
     if (key.characters == "c" && track) {
-        const WaveformController& marks = context.waveform;
-        using Strip = WaveformController::Strip;
+        const CueWaveform& marks = context.waveform;
+        using Strip = TimelineMarks::Strip;
         return state.copyTimelineSelection(track->id, rangeOf(marks, Strip::waveform),
                                            rangeOf(marks, Strip::notes), rangeOf(marks, Strip::midiTriggers),
                                            rangeOf(marks, Strip::oscTriggers));
@@ -191,7 +191,7 @@ void advance(AppState& state, PlaybackEngine& engine) {
     state.setSelectedTrackID(next->id);
 }
 
-void startPlayback(AppState& state, PlaybackEngine& engine, const WaveformController& waveform) {
+void startPlayback(AppState& state, PlaybackEngine& engine, const CueWaveform& waveform) {
     const auto track = state.selectedTrack();
     if (!track) return;
     loadUnlessLoaded(engine, *track);
@@ -247,7 +247,7 @@ void goToTrack(const Uuid& id, AppState& state, PlaybackEngine& engine, bool res
     state.setSelectedTrackID(id);
 }
 
-void perform(MidiAction action, AppState& state, PlaybackEngine& engine, const WaveformController& waveform) {
+void perform(MidiAction action, AppState& state, PlaybackEngine& engine, const CueWaveform& waveform) {
     switch (action) {
     case MidiAction::previous:
         selectAdjacentTrack(state, -1);

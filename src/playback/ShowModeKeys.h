@@ -8,9 +8,9 @@
 #include "base/Uuid.h"
 #include "document/TimelineEdits.h"
 #include "document/Track.h"
+#include "playback/CueWaveform.h"
 #include "playback/KeyPress.h"
 #include "playback/MidiAction.h"
-#include "workspace/WaveformController.h"
 
 namespace ostinel {
 
@@ -32,7 +32,7 @@ struct CueContext {
     PlaybackEngine& engine;
     // The marked regions: a marked start plays from there, Delete and Copy
     // work on each strip's own region.
-    WaveformController& waveform;
+    CueWaveform& waveform;
     NumberKeys numbers;
     // True when the MIDI side is learning and took the action to learn instead.
     std::function<bool(MidiAction)> learnAction;
@@ -51,7 +51,7 @@ bool handle(const KeyPress& key, CueContext& context);
 
 std::optional<Track> nextTrack(const AppState& state);
 void advance(AppState& state, PlaybackEngine& engine);
-void startPlayback(AppState& state, PlaybackEngine& engine, const WaveformController& waveform);
+void startPlayback(AppState& state, PlaybackEngine& engine, const CueWaveform& waveform);
 void preselectAdjacentTrack(AppState& state, int delta);
 void selectAdjacentTrack(AppState& state, int delta);
 void goToTrack(const Uuid& id, AppState& state, PlaybackEngine& engine, bool restartFromStart);
@@ -61,7 +61,7 @@ void pickCue(const Uuid& id, AppState& state, PlaybackEngine& engine);
 // The action dispatch of MIDI, OSC and the web remote; the web remote's
 // previous and next go to stepCue instead, so that they only mark while a
 // cue plays in Show mode.
-void perform(MidiAction action, AppState& state, PlaybackEngine& engine, const WaveformController& waveform);
+void perform(MidiAction action, AppState& state, PlaybackEngine& engine, const CueWaveform& waveform);
 // The on-screen buttons.
 void goButton(CueContext& context);
 void playPauseButton(CueContext& context);

@@ -7,6 +7,7 @@
 
 #include "document/GroupDrag.h"
 #include "document/Track.h"
+#include "playback/CueWaveform.h"
 
 namespace ostinel {
 
@@ -32,7 +33,7 @@ struct StripFrame {
 // ruler: zoom, scroll, follow, the marked regions and the drag modifiers.
 // Main thread only. Every observable field reports a real change through
 // onChange, so views redraw only what moved.
-class WaveformController final : public TimelineMarks {
+class WaveformController final : public CueWaveform {
 public:
     using Strip = TimelineMarks::Strip;
     enum class Field {
@@ -82,9 +83,9 @@ public:
     void trackChanged(bool preserveZoom);
 
     bool snapSuppressed() const { return snapSuppressed_; }
-    void setSnapSuppressed(bool on) { write(snapSuppressed_, on, Field::snapSuppressed); }
+    void setSnapSuppressed(bool on) override { write(snapSuppressed_, on, Field::snapSuppressed); }
     bool beatStepHeld() const { return beatStepHeld_; }
-    void setBeatStepHeld(bool on) { write(beatStepHeld_, on, Field::beatStepHeld); }
+    void setBeatStepHeld(bool on) override { write(beatStepHeld_, on, Field::beatStepHeld); }
     bool followPlayhead() const { return followPlayhead_; }
     void setFollowPlayhead(bool on) { write(followPlayhead_, on, Field::followPlayhead); }
     std::optional<double> noteDragSeconds() const { return noteDragSeconds_; }
@@ -104,7 +105,7 @@ public:
     void setMark(Strip strip, std::optional<GroupDrag::Sel> sel) override;
     void clearAllSelections();
     // The waveform's marked region, ordered; absent unless both ends are set.
-    std::optional<double> selectionStartSeconds() const;
+    std::optional<double> selectionStartSeconds() const override;
     std::optional<std::pair<double, double>> selectionRange() const;
     std::optional<double> selectionDuration() const;
 

@@ -84,7 +84,7 @@ TEST(OfflineAudioSystem, RoutesSourcesThroughTheChannelMap) {
     EXPECT_EQ(audio.currentDeviceUID(), "stage");
 }
 
-TEST(OfflineAudioSystem, DeviceChangesCallTheListenerAndAVanishedDevicePlaysIntoNothing) {
+TEST(OfflineAudioSystem, AVanishedDevicePlaysIntoNothingWhileTheClockGoesOn) {
     OfflineAudioSystem audio(48000.0, 128);
     int calls = 0;
     audio.setDeviceListener([&] { ++calls; });
@@ -109,22 +109,27 @@ TEST(OfflineAudioSystem, DeviceChangesCallTheListenerAndAVanishedDevicePlaysInto
     audio.removeDevice("usb"); // already gone: no event
     EXPECT_EQ(calls, 2);
 
-    audio.setDefaultDevice("offline"); // unchanged: no event
-    EXPECT_EQ(calls, 2);
-    audio.addDevice({"usb", "USB Interface", 8}, 96000.0);
-    audio.setDefaultDevice("usb");
-    EXPECT_EQ(calls, 4);
-    EXPECT_EQ(audio.defaultOutputDeviceUID(), "usb");
-    audio.removeDevice("usb");
-    EXPECT_EQ(audio.defaultOutputDeviceUID(), std::nullopt);
-    audio.setDefaultDevice("missing");
-    EXPECT_EQ(audio.defaultOutputDeviceUID(), std::nullopt);
-
     ASSERT_FALSE(audio.setDevice("offline"));
     auto out = audio.render(10);
     ASSERT_EQ(out.size(), 2u);
     expectRamp(out[0], 200, 1.0f);
     EXPECT_EQ(audio.sampleRate(), 48000.0);
+}
+
+TEST(OfflineAudioSystem, TheDefaultDeviceCallsTheListenerOnlyWhenItChanges) {
+    OfflineAudioSystem audio(48000.0, 128);
+    int calls = 0;
+    audio.setDeviceListener([&] { ++calls; });
+    audio.setDefaultDevice("offline"); // unchanged: no event
+    EXPECT_EQ(calls, 0);
+    audio.addDevice({"usb", "USB Interface", 8}, 96000.0);
+    audio.setDefaultDevice("usb");
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(audio.defaultOutputDeviceUID(), "usb");
+    audio.removeDevice("usb");
+    EXPECT_EQ(audio.defaultOutputDeviceUID(), std::nullopt);
+    audio.setDefaultDevice("missing");
+    EXPECT_EQ(audio.defaultOutputDeviceUID(), std::nullopt);
 }
 
 TEST(AudioSystemCreate, HonoursTheForcedBackend) {

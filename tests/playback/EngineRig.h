@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <cstdint>
 #include <functional>
@@ -33,6 +35,7 @@ public:
     static constexpr double frameScale = 262144.0;
     static constexpr float probeRight = 0.25f;
     static constexpr std::int64_t bridgeFrames = 240; // 5 ms
+    static constexpr std::int64_t tickFrames = 1600;  // 1/30 s
 
     static float probeLeft(std::int64_t frame) { return float(double(frame + 1) / frameScale); }
 
@@ -93,6 +96,22 @@ public:
     std::size_t firstSound(std::size_t from = 0) const {
         while (from < right.size() && right[from] == 0.0f) ++from;
         return from;
+    }
+    // Whether the output is silent from `from` on.
+    bool silentFrom(std::size_t from) const {
+        for (std::size_t k = from; k < right.size(); ++k)
+            if (left[k] != 0.0f || right[k] != 0.0f) return false;
+        return true;
+    }
+    // The frames before the end's tick had not all been heard; at it they
+    // had, and the transport stood at the in-point.
+    void expectEndAfterLastSample(std::int64_t lastSample) const {
+        ASSERT_TRUE(reachedEndAt);
+        EXPECT_GE(*reachedEndAt, lastSample);
+        ASSERT_GE(ticks.size(), 2u);
+        EXPECT_LT(ticks[ticks.size() - 2].rendered, lastSample);
+        EXPECT_FALSE(engine->isPlaying());
+        EXPECT_EQ(engine->currentTime(), engine->startTime());
     }
     // A track at unity level comes out at this gain (player volume × +15 dB).
     static float unity() {

@@ -110,8 +110,16 @@ TEST(PlaybackEngineLevels, LoopDuckingRampsByTicksDownAndBackAtTheLoopsRates) {
     const std::vector<double> expected{-2, -4, -6, -8, -10, -12, -8, -4, 0};
     ASSERT_EQ(steps.size(), expected.size());
     for (std::size_t i = 0; i < steps.size(); ++i) EXPECT_NEAR(steps[i], expected[i], 1e-9) << i;
+}
 
-    // A pause keeps the duck; a play clears it.
+TEST(PlaybackEngineLevels, APauseKeepsTheDuckAndAPlayClearsIt) {
+    EngineRig rig(3.0);
+    Loop duck = EngineRig::loopOf(1.0, 2.0, 1);
+    duck.reduceVolumeEnabled = true;
+    duck.reduceVolumeDb = 12.0;
+    rig.track.loops = {duck};
+    auto& engine = rig.load();
+    engine.play();
     engine.seek(1.5);
     rig.run(0.4);
     EXPECT_LT(engine.duckDb(), 0.0);
@@ -119,6 +127,31 @@ TEST(PlaybackEngineLevels, LoopDuckingRampsByTicksDownAndBackAtTheLoopsRates) {
     EXPECT_LT(engine.duckDb(), 0.0);
     engine.play();
     EXPECT_EQ(engine.duckDb(), 0.0);
+}
+
+TEST(PlaybackEngineLevels, BackToBackDuckingLoopsRampStraightToTheNextTargetAtItsRate) {
+    EngineRig rig(3.0);
+    Loop deep = EngineRig::loopOf(0.5, 1.0, 1);
+    deep.reduceVolumeEnabled = true;
+    deep.reduceVolumeDb = 12.0;
+    deep.fadeInSeconds = 0.2; // 2 dB a tick
+    Loop shallow = EngineRig::loopOf(1.0, 1.5, 1);
+    shallow.reduceVolumeEnabled = true;
+    shallow.reduceVolumeDb = 6.0;
+    shallow.fadeOutSeconds = 0.05; // 4 dB a tick, on the way up from either
+    rig.track.loops = {deep, shallow};
+    auto& engine = rig.load();
+    std::vector<double> steps;
+    rig.afterTick = [&] {
+        const double db = engine.duckDb();
+        if (std::fabs(db - (steps.empty() ? 0.0 : steps.back())) > 1e-9) steps.push_back(db);
+    };
+    engine.play();
+    rig.run(2.0);
+
+    const std::vector<double> expected{-2, -4, -6, -8, -10, -12, -8, -6, -2, 0};
+    ASSERT_EQ(steps.size(), expected.size());
+    for (std::size_t i = 0; i < steps.size(); ++i) EXPECT_NEAR(steps[i], expected[i], 1e-9) << i;
 }
 
 TEST(PlaybackEngineLevels, TheEscFadeIsLinearInAmplitudeAndEndsWithStopHereThenTheClosure) {
@@ -162,10 +195,14 @@ TEST(PlaybackEngineLevels, TheEscFadeIsLinearInAmplitudeAndEndsWithStopHereThenT
     EXPECT_FALSE(playingInClosure);
     EXPECT_NEAR(stoppedAt, 1.7, 0.05); // where the fade ended, not rewound
     EXPECT_EQ(engine.playerVolume(), level);
+}
 
-    // With nothing to fade, it stops at once and calls back before returning.
+TEST(PlaybackEngineLevels, AnEscFadeOfNoLengthStopsAtOnceAndCallsBackBeforeReturning) {
+    EngineRig rig(3.0);
+    auto& engine = rig.load();
     engine.play();
-    calls = 0;
+    rig.run(0.5);
+    int calls = 0;
     engine.fadeOutAndStop(0.0, [&] { ++calls; });
     EXPECT_EQ(calls, 1);
     EXPECT_FALSE(engine.isPlaying());

@@ -68,12 +68,73 @@ TEST(PlaybackEngineOutput, ADeviceLostDuringACueFallsBackWithoutLosingItsPlaceAn
     EXPECT_EQ(engine.notice(), "USB Interface connected — switched back to it.");
 }
 
-TEST(PlaybackEngineOutput, ChannelPairsAreEvenRememberedPerDeviceAndFallBackWithOneWarning) {
+TEST(PlaybackEngineOutput, ANewSystemDefaultDuringACueTakesTheCueOnFromWhereItWas) {
+    EngineRig rig(2.0);
+    auto& engine = rig.load();
+    engine.play();
+    rig.run(0.5);
+    rig.audio.addDevice({"hdmi", "HDMI", 2});
+    rig.audio.setDefaultDevice("hdmi");
+    rig.loop.runPosted();
+    EXPECT_EQ(rig.audio.currentDeviceUID(), "hdmi");
+    EXPECT_FALSE(engine.outputDeviceUID());
+    EXPECT_TRUE(engine.isPlaying());
+    EXPECT_EQ(engine.currentTime(), 0.5);
+    const auto switchedAt = rig.rendered();
+
+    // The same event again changes nothing: no second gap.
+    rig.run(0.2);
+    rig.audio.setDefaultDevice("hdmi");
+    rig.audio.addDevice({"hdmi", "HDMI", 2});
+    rig.loop.runPosted();
+    rig.run(0.3);
+    std::size_t k = std::size_t(switchedAt);
+    while (k < rig.right.size() && rig.fileFrame(k) != 24000) ++k;
+    EngineRig::Expected expected;
+    expected.play(24000, 47000);
+    EXPECT_EQ(rig.firstMismatch(expected, k), -1);
+}
+
+TEST(PlaybackEngineOutput, ADeviceAtZeroHertzKeepsTheChainAsItWasAndTheCueGoesOn) {
+    EngineRig rig(2.0);
+    rig.audio.addDevice({"zero", "Not Ready", 2}, 0.0);
+    auto& engine = rig.load();
+    engine.play();
+    rig.run(0.25);
+    engine.setOutputDeviceUID(std::string("zero"));
+    EXPECT_EQ(rig.audio.currentDeviceUID(), "zero");
+    rig.run(0.25);
+    EXPECT_TRUE(engine.isPlaying());
+    EXPECT_GT(engine.currentTime(), 0.25);
+    EXPECT_GT(engine.displayTime(rig.loop.now() + 1.0), 0.25);
+
+    engine.setOutputDeviceUID(std::string("offline"));
+    const auto backAt = rig.rendered();
+    rig.run(0.25);
+    const auto start = rig.firstSound(std::size_t(backAt));
+    ASSERT_LT(start + 4800, rig.right.size());
+    const auto frame = rig.fileFrame(start + 2400);
+    ASSERT_TRUE(frame);
+    EngineRig::Expected expected;
+    expected.play(*frame, *frame + 2400);
+    EXPECT_EQ(rig.firstMismatch(expected, start + 2400), -1);
+}
+
+// A four-channel and a two-channel device; the pair 3-4 saved for the latter.
+struct ChannelRouting : ::testing::Test {
     EngineRig rig;
-    rig.audio.addDevice({"usb", "USB Interface", 4});
-    rig.audio.addDevice({"duo", "Duo", 2});
-    rig.preferences.setValue("outputChannelOffset.duo", std::int64_t(2));
-    auto& engine = rig.make();
+    PlaybackEngine& engine = make();
+    PlaybackEngine& make() {
+        rig.audio.addDevice({"usb", "USB Interface", 4});
+        rig.audio.addDevice({"duo", "Duo", 2});
+        rig.preferences.setValue("outputChannelOffset.duo", std::int64_t(2));
+        return rig.make();
+    }
+};
+
+const std::string pairUnavailable = "Selected output channels aren't available on this device — using channels 1-2.";
+
+TEST_F(ChannelRouting, PairsAreEvenAndRememberedPerDevice) {
     engine.setOutputDeviceUID(std::string("usb"));
     engine.setOutputChannelOffset(3);
     EXPECT_EQ(engine.outputChannelOffset(), 2);
@@ -82,24 +143,45 @@ TEST(PlaybackEngineOutput, ChannelPairsAreEvenRememberedPerDeviceAndFallBackWith
     EXPECT_FALSE(engine.notice());
 
     engine.setOutputDeviceUID(std::string("duo"));
+    engine.setOutputDeviceUID(std::string("usb"));
+    EXPECT_EQ(engine.outputChannelOffset(), 2);
+    EXPECT_EQ(rig.audio.channelMap(), (std::vector<int>{-1, -1, 0, 1}));
+}
+
+TEST_F(ChannelRouting, APairOutOfRangeFallsBackToOneTwoWithOneWarningAndIsKept) {
+    engine.setOutputDeviceUID(std::string("duo"));
     EXPECT_EQ(engine.outputChannelOffset(), 2);
     EXPECT_EQ(rig.audio.channelMap(), (std::vector<int>{0, 1}));
-    EXPECT_EQ(engine.notice(), "Selected output channels aren't available on this device — using channels 1-2.");
+    EXPECT_EQ(engine.notice(), pairUnavailable);
     engine.setNotice(std::nullopt);
     engine.applyOutputDevice();
     EXPECT_FALSE(engine.notice());
     EXPECT_EQ(rig.preferences.intValue("outputChannelOffset.duo"), 2);
+}
 
+TEST_F(ChannelRouting, AMonoChannelOutOfRangeUsesChannelOneWithOneWarning) {
+    engine.setOutputDeviceUID(std::string("duo"));
+    engine.setNotice(std::nullopt);
     engine.setMonoOutputChannel(7);
     EXPECT_EQ(rig.audio.sourceCount(), 1);
     EXPECT_EQ(rig.audio.channelMap(), (std::vector<int>{0, -1}));
     EXPECT_EQ(engine.notice(), "Selected output channel isn't available on this device — using channel 1.");
     engine.setMonoOutputChannel(std::nullopt);
     EXPECT_EQ(rig.audio.sourceCount(), 2);
+}
+
+TEST_F(ChannelRouting, AOneChannelDeviceIsChannelOneWithoutWarningUnlessALaterPairWasSaved) {
+    rig.audio.addDevice({"mono", "Mono Speaker", 1});
+    engine.setOutputDeviceUID(std::string("mono"));
+    EXPECT_EQ(rig.audio.channelMap(), std::vector<int>{0});
+    EXPECT_FALSE(engine.notice());
 
     engine.setOutputDeviceUID(std::string("usb"));
-    EXPECT_EQ(engine.outputChannelOffset(), 2);
-    EXPECT_EQ(rig.audio.channelMap(), (std::vector<int>{-1, -1, 0, 1}));
+    engine.setOutputChannelOffset(2);
+    rig.preferences.setValue("outputChannelOffset.mono", std::int64_t(2));
+    engine.setOutputDeviceUID(std::string("mono"));
+    EXPECT_EQ(rig.audio.channelMap(), std::vector<int>{0});
+    EXPECT_EQ(engine.notice(), pairUnavailable);
 }
 
 TEST(PlaybackEngineOutput, TheLimiterSwitchIsRememberedAndItsReductionDropsAtOnce) {

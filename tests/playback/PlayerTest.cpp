@@ -162,6 +162,32 @@ TEST_F(PlayerTest, AStopWhileAnotherThreadRendersNeverLeaksAFrameOfTheOldRun) {
     EXPECT_EQ(i, heard.size()) << "a frame that belongs to no run";
 }
 
+// Wherever the cut falls, in the ring, in what is being decoded or still
+// queued, or behind what was heard, the timeline ends there and what is
+// scheduled next follows on at once.
+TEST_F(PlayerTest, ATruncatedTimelineGoesOnFromItsNewEnd) {
+    for (const std::int64_t end : {500, 5000, 30000, 31000, 32000, 33000, 34000, 35000, 37000, 50000}) {
+        Player cut;
+        cut.setWaitForData(true);
+        for (int i = 0; i < 3; ++i)
+            cut.scheduleSegment(file, 0, 20000);
+        cut.play();
+        Stereo got = test::render(cut, 1000);
+        const std::int64_t ends = cut.truncate(end);
+        EXPECT_EQ(ends, std::max<std::int64_t>(end, 1000));
+        cut.scheduleSegment(file, 10000, 2000);
+        got.append(test::render(cut, ends - 1000 + 2000 + 500));
+
+        Stereo want;
+        for (std::int64_t from = 0; from < ends; from += 20000)
+            appendRamp(want, 0, std::min<std::int64_t>(ends - from, 20000));
+        appendRamp(want, 10000, 12000);
+        want.append(Stereo{std::vector<float>(500), std::vector<float>(500)});
+        test::expectSameAudio(got, want);
+        EXPECT_EQ(cut.sampleTime(), ends + 2000) << end;
+    }
+}
+
 TEST_F(PlayerTest, VolumeRampsLinearlyOverFiveMilliseconds) {
     player.scheduleSegment(file, 0, 20000);
     player.setVolume(1.0f);

@@ -12,6 +12,7 @@
 #include "document/AppState.h"
 #include "playback/ShowModeKeyFilter.h"
 #include "support/ScriptedDialogs.h"
+#include "workspace/WaveformController.h"
 
 using namespace ostinel;
 

@@ -7,6 +7,7 @@
 #include "document/AppState.h"
 #include "playback/ShowModeKeys.h"
 #include "support/ScriptedDialogs.h"
+#include "workspace/WaveformController.h"
 
 using namespace ostinel;
 using Key = KeyPress::Key;
@@ -68,11 +69,17 @@ TEST_F(CueCommands, SpaceStartsAtTheMarkThenLeavesTheLoopOrInEditModeReturnsToTh
     EXPECT_DOUBLE_EQ(engine.currentTime(), 0.1);
 }
 
-TEST_F(CueCommands, ReturnAndEscape) {
-    engine.setStopFadeSeconds(0.2);
-    edit(1, [](Track& t) { t.skip = true; });
-    edit(2, [](Track& t) { t.startSeconds = 0.3; });
-    state.setMode(AppMode::show);
+// The second cue skipped, the third starting at 0.3 s, a short stop fade.
+struct ReturnAndEscape : CueCommands {
+    ReturnAndEscape() {
+        engine.setStopFadeSeconds(0.2);
+        edit(1, [](Track& t) { t.skip = true; });
+        edit(2, [](Track& t) { t.startSeconds = 0.3; });
+        state.setMode(AppMode::show);
+    }
+};
+
+TEST_F(ReturnAndEscape, ReturnWhilePlayingInShowModeFadesThenAdvances) {
     select(0);
     press(Key::space);
     rig.run(0.1);
@@ -81,25 +88,35 @@ TEST_F(CueCommands, ReturnAndEscape) {
     rig.run(0.4);
     EXPECT_EQ(state.selectedTrackID(), ids[2]) << "then advances past the skipped cue";
     EXPECT_TRUE(loaded(2) && !engine.isPlaying());
+}
+
+TEST_F(ReturnAndEscape, EnterWhenStoppedInShowModeGoesBackToTheInPoint) {
+    select(2);
     engine.seek(0.8);
     press(Key::keypadEnter);
-    EXPECT_DOUBLE_EQ(engine.currentTime(), 0.3) << "stopped: back to the in-point";
+    EXPECT_DOUBLE_EQ(engine.currentTime(), 0.3);
+}
 
+TEST_F(ReturnAndEscape, EscapeFadesAndGoesNowhere) {
+    select(2);
     press(Key::space);
     rig.run(0.1);
     EXPECT_TRUE(press(Key::escape));
     rig.run(0.4);
     EXPECT_FALSE(engine.isPlaying());
-    EXPECT_EQ(state.selectedTrackID(), ids[2]) << "Escape goes nowhere after its fade";
+    EXPECT_EQ(state.selectedTrackID(), ids[2]);
+}
 
+TEST_F(ReturnAndEscape, ReturnInEditModeStopsToTheInPointOrLoadsTheSelectedCue) {
     state.setMode(AppMode::edit);
+    select(2);
     engine.play();
     rig.run(0.1);
     press(Key::returnKey);
-    EXPECT_TRUE(!engine.isPlaying() && engine.currentTime() == 0.3) << "Edit mode stops to the in-point";
+    EXPECT_TRUE(!engine.isPlaying() && engine.currentTime() == 0.3);
     engine.load(track(0));
     press(Key::returnKey);
-    EXPECT_TRUE(loaded(2)) << "or loads the selected cue";
+    EXPECT_TRUE(loaded(2));
 }
 
 TEST_F(CueCommands, ArrowsSelectOrWhilePlayingInShowModePreselect) {
@@ -192,7 +209,7 @@ TEST_F(CueCommands, DeleteTakesMarkedRangesFirstThenTheSelectedObjectAndOnlyInEd
     EXPECT_EQ(cleared, ids[2]);
 }
 
-TEST_F(CueCommands, ActionsButtonsAndTheRoadsToAParticularCue) {
+TEST_F(CueCommands, MidiActionsSwitchPlayPauseAndPickInShowMode) {
     state.setMode(AppMode::show);
     select(0);
     ShowModeKeys::perform(MidiAction::go, state, engine, marks);
@@ -206,16 +223,24 @@ TEST_F(CueCommands, ActionsButtonsAndTheRoadsToAParticularCue) {
     EXPECT_FALSE(state.preselectedTrackID()) << "a second pick removes the mark";
     ShowModeKeys::playPauseButton(context);
     EXPECT_FALSE(engine.isPlaying());
+}
 
+TEST_F(CueCommands, ANumberKeyRestartsThePlayingCueWhileGoByIndexAsksItsLoopToLeave) {
+    state.setMode(AppMode::show);
+    select(0);
     ShowModeKeys::goToTrack(ids[3], state, engine, false);
     EXPECT_TRUE(engine.isPlaying() && loaded(3));
     rig.run(0.3);
     ShowModeKeys::goToTrack(ids[3], state, engine, true);
-    EXPECT_NEAR(engine.currentTime(), 0.0, 1e-9) << "a number key restarts the playing cue";
+    EXPECT_NEAR(engine.currentTime(), 0.0, 1e-9);
     rig.run(0.3);
     ShowModeKeys::goToTrack(ids[3], state, engine, false);
-    EXPECT_GT(engine.currentTime(), 0.2) << "GO by index only asks the loop to leave";
+    EXPECT_GT(engine.currentTime(), 0.2);
+}
 
+TEST_F(CueCommands, GoWhileLearningIsLearnedAndStopFades) {
+    select(0);
+    engine.play();
     std::vector<MidiAction> learned;
     context.learnAction = [&](MidiAction a) {
         learned.push_back(a);

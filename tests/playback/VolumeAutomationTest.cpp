@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "document/TimelineItems.h"
-#include "playback/VolumeAutomation.h"
+#include "document/VolumeAutomation.h"
 
 using namespace ostinel;
 

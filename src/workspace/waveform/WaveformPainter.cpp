@@ -8,8 +8,8 @@
 #include <cmath>
 
 #include "document/Track.h"
+#include "document/VolumeAutomation.h"
 #include "playback/LevelLaw.h"
-#include "playback/VolumeAutomation.h"
 #include "workspace/common/Theme.h"
 #include "workspace/waveform/WaveformColumns.h"
 

@@ -1,0 +1,27 @@
+# Folders depend downward only: a file may include from its own folder and
+# from those ranked below it. Run as a test: cmake -DSRC=<src dir> -P IncludeLayers.cmake
+set(layers base platform document playback timecode control analysis stage workspace app)
+
+file(GLOB_RECURSE files RELATIVE ${SRC} ${SRC}/*.h ${SRC}/*.cpp)
+set(faults "")
+foreach(file IN LISTS files)
+  string(REGEX MATCH "^[^/]+" folder "${file}")
+  list(FIND layers "${folder}" rank)
+  if(rank EQUAL -1)
+    continue()
+  endif()
+  file(STRINGS ${SRC}/${file} includes REGEX "^[ \t]*#[ \t]*include[ \t]*[\"<][a-z]+/")
+  foreach(line IN LISTS includes)
+    string(REGEX REPLACE "^[ \t]*#[ \t]*include[ \t]*[\"<]([a-z]+)/.*" "\\1" target "${line}")
+    list(FIND layers "${target}" targetRank)
+    if(targetRank GREATER rank)
+      string(STRIP "${line}" line)
+      string(APPEND faults "  ${file}: ${line}\n")
+    endif()
+  endforeach()
+endforeach()
+
+if(faults)
+  string(REPLACE ";" ", " order "${layers}")
+  message(FATAL_ERROR "Includes from a higher folder (order: ${order}):\n${faults}")
+endif()
