@@ -124,6 +124,8 @@ Expected<Stream> openStream(const std::string& pcmName, int channels) {
     snd_pcm_hw_params_get_period_size(hw, &s.period, nullptr);
     snd_pcm_hw_params_get_buffer_size(hw, &buffer);
     s.period = std::min<snd_pcm_uframes_t>(s.period, AudioSystem::maxRenderFrames);
+    // The pacing divides by both; a driver that settles on zero is refused.
+    if (s.rate == 0 || s.period == 0) return fail("play at a rate or period of zero on", -EINVAL);
 
     // Audio starts once the buffer is full of real samples, never of padding.
     snd_pcm_sw_params_t* sw = nullptr;
