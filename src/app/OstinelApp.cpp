@@ -69,7 +69,9 @@ OstinelApp::~OstinelApp() {
 }
 
 void OstinelApp::wire() {
-    terminate = [] { QCoreApplication::quit(); };
+    // Not quit(): that closes every window first, and closing the main window
+    // is itself a request to quit, which would ask the question again.
+    terminate = [] { QCoreApplication::exit(0); };
     if (auto* app = qobject_cast<QApplication*>(QCoreApplication::instance())) {
         theme::applyDarkTheme(*app);
         // Quitting is the quit flow's decision, not a side effect of a window.
@@ -149,21 +151,32 @@ void OstinelApp::bringWindowForward() {
 }
 
 bool OstinelApp::quit() {
-    if (state_.isDirty()) {
-        const int answer = dialogs_.alert({"Save Show?", "Do you want to save the show before quitting Ostinel?",
-                                           {"Save", "Don't Save", "Cancel"}});
-        if (answer == 0) {
-            if (!state_.saveShow()) return false;
-        } else if (answer == 1) {
-            state_.deleteAutosave();
-        } else {
-            return false;
-        }
-    } else {
-        state_.deleteAutosave();
-    }
+    // One request, one question: a close that arrives while the question or
+    // the save panel is open, or once the answer was to quit, asks nothing.
+    if (asking_ || terminating_) return terminating_;
+    if (!confirmQuit()) return false;
+    terminating_ = true;
     if (terminate) terminate();
     return true;
+}
+
+bool OstinelApp::confirmQuit() {
+    if (!state_.isDirty()) {
+        state_.deleteAutosave();
+        return true;
+    }
+    asking_ = true;
+    const int answer = dialogs_.alert(
+        {"Save Show?", "Do you want to save the show before quitting Ostinel?", {"Save", "Don't Save", "Cancel"}});
+    bool quitting = false;
+    if (answer == 0) {
+        quitting = state_.saveShow();
+    } else if (answer == 1) {
+        state_.deleteAutosave();
+        quitting = true;
+    } // anything else is Cancel, an alert dismissed without an answer too
+    asking_ = false;
+    return quitting;
 }
 
 void OstinelApp::reloadIfRelinked(const std::set<Uuid>& relinkedIDs) {

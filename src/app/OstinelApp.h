@@ -86,6 +86,7 @@ private:
                std::unique_ptr<AudioSystem> audio, AppPaths paths);
 
     void wire();
+    bool confirmQuit();
     void pruneAnalysisCache();
     void reloadIfRelinked(const std::set<Uuid>& relinkedIDs);
     void logPlaying();
@@ -112,6 +113,8 @@ private:
     std::unique_ptr<InstanceServer> instanceServer_;
     QThread* pruner_ = nullptr;
     bool started_ = false;
+    bool asking_ = false;
+    bool terminating_ = false;
     QStringList pendingFiles_;
 };
 
