@@ -57,6 +57,7 @@ OstinelApp::OstinelApp(OwnedPlatform&& owned, MainLoop& loop, Preferences& prefe
 }
 
 OstinelApp::~OstinelApp() {
+    if (resyncTimer_) loop_.cancel(*resyncTimer_);
     if (pruner_) {
         pruner_->wait();
         delete pruner_;
@@ -78,7 +79,8 @@ void OstinelApp::wire() {
         app->setQuitOnLastWindowClosed(false);
     }
 
-    ShowModeKeys::connectTransport(state_, engine_);
+    transport_ = ShowModeKeys::connectTransport(state_, engine_);
+    state_.onShowReplaced = [this](const Show&) { resyncTransportLater(); };
     state_.prerenderHook = [this](const std::vector<FileUrl>& urls) { store_.prerender(urls); };
     state_.relinkedHook = [this](const std::set<Uuid>& ids) { reloadIfRelinked(ids); };
     connect(&state_, &AppState::spectralColoringEnabledChanged, this, [this] { state_.prerenderShow(); });
@@ -179,10 +181,25 @@ bool OstinelApp::confirmQuit() {
     return quitting;
 }
 
+void OstinelApp::resyncTransportLater() {
+    // A whole show is being swapped, and on the way the selection may name
+    // a cue whose file the swap has yet to resolve (a moved project): the
+    // transport lets go until the show has settled, then takes it up anew.
+    if (resyncTimer_) return;
+    transport_.disconnect();
+    resyncTimer_ = loop_.after(0.0, [this] {
+        resyncTimer_.reset();
+        transport_ = ShowModeKeys::connectTransport(state_, engine_);
+        if (!state_.selectedTrack()) engine_.stop();
+    });
+}
+
 void OstinelApp::reloadIfRelinked(const std::set<Uuid>& relinkedIDs) {
-    // The engine holds the selected track; a relinked one must be read anew.
+    // The engine holds the selected track; one relinked to the very path it
+    // had must still be read anew (a new path is reloaded by the transport).
     const auto track = state_.selectedTrack();
-    if (track && relinkedIDs.count(track->id)) engine_.load(*track);
+    if (track && relinkedIDs.count(track->id) && !(engine_.hasFile() && engine_.currentURL() == track->url))
+        engine_.load(*track);
 }
 
 void OstinelApp::logPlaying() {

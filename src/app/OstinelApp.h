@@ -10,6 +10,7 @@
 #include "document/AppState.h"
 #include "platform/AppPaths.h"
 #include "platform/AudioSystem.h"
+#include "platform/MainLoop.h"
 #include "playback/PlaybackEngine.h"
 #include "playback/ShowModeKeys.h"
 #include "workspace/WaveformViewState.h"
@@ -88,6 +89,7 @@ private:
     void wire();
     bool confirmQuit();
     void pruneAnalysisCache();
+    void resyncTransportLater();
     void reloadIfRelinked(const std::set<Uuid>& relinkedIDs);
     void logPlaying();
     void bringWindowForward();
@@ -105,6 +107,9 @@ private:
     WaveformViewState view_;
     CueContext cues_;
     Workspace workspace_;
+
+    ShowModeKeys::TransportConnections transport_;
+    std::optional<MainLoop::TimerId> resyncTimer_;
 
     std::unique_ptr<OfflinePacer> pacer_;
     std::unique_ptr<ShowModeKeyFilter> keyFilter_;
