@@ -1,6 +1,7 @@
 #include "app/OstinelApp.h"
 
 #include <QApplication>
+#include <QLoggingCategory>
 #include <QThread>
 #include <QThreadPool>
 
@@ -16,6 +17,9 @@
 #include "playback/EngineLog.h"
 #include "playback/ShowModeKeyFilter.h"
 #include "workspace/common/Theme.h"
+
+// "com.ostinel.app": the shell's start-up and quit.
+Q_LOGGING_CATEGORY(appLog, "com.ostinel.app")
 
 namespace ostinel {
 
@@ -121,6 +125,8 @@ void OstinelApp::start(const QStringList& files) {
     pendingFiles_.clear();
     if (!paths.isEmpty()) state_.loadShow(FileUrl::fromPath(paths.last().toStdString()));
     state_.openLastShowIfRequested();
+    // Scripts that drive the program wait for this line, not for a time.
+    qCInfo(appLog, "Ready: window shown, start-up complete");
 }
 
 void OstinelApp::openFiles(const QStringList& paths) {
