@@ -54,17 +54,21 @@ TEST_F(QuitFlow, ClosingADirtyShowAsksAndCancelKeepsEverything) {
 // be cancelled, which keeps the program running.
 class OneAnswerOneQuit : public QuitFlow, public ::testing::WithParamInterface<const char*> {
 protected:
+    void requestQuit() {
+        if (std::string(GetParam()) == "menu")
+            rig.app->window().findChild<QAction*>("quit")->trigger();
+        else
+            rig.app->window().close();
+    }
     int quitInsideEventLoop(const std::string& answer) {
         rig.dialogs.alertAnswers = {answer, "Cancel"};
         rig.endsEventLoop = true;
-        QTimer::singleShot(0, [this] {
-            if (std::string(GetParam()) == "menu")
-                rig.app->window().findChild<QAction*>("quit")->trigger();
-            else
-                rig.app->window().close();
-        });
+        QTimer::singleShot(0, [this] { requestQuit(); });
         // Generous: only a program that stays up waits this long.
-        QTimer::singleShot(60000, [] { QCoreApplication::exit(2); });
+        QTimer watchdog;
+        watchdog.setSingleShot(true);
+        QObject::connect(&watchdog, &QTimer::timeout, [] { QCoreApplication::exit(2); });
+        watchdog.start(60000);
         return QCoreApplication::exec();
     }
 };
@@ -80,10 +84,7 @@ TEST_P(OneAnswerOneQuit, DontSaveQuitsOnce) {
 TEST_P(OneAnswerOneQuit, CancelStaysDirtyWithItsRecoveryFile) {
     makeDirty();
     rig.dialogs.alertAnswers = {"Cancel"};
-    if (std::string(GetParam()) == "menu")
-        rig.app->window().findChild<QAction*>("quit")->trigger();
-    else
-        rig.app->window().close();
+    requestQuit();
     EXPECT_EQ(rig.dialogs.alerts.size(), 1u);
     EXPECT_EQ(rig.terminated, 0);
     EXPECT_TRUE(rig.app->window().isVisible());

@@ -30,7 +30,8 @@ protected:
             show.tracks.push_back(t);
         }
         const std::string path = dir("moved/Moved.ot");
-        if (auto error = ShowFile::write(show, path, ShowFile::Flavour::pretty)) throw std::runtime_error(error->message);
+        if (auto error = ShowFile::write(show, path, ShowFile::Flavour::pretty))
+            throw std::runtime_error(error->message);
         return path;
     }
     std::string dir(const std::string& relative) const { return rig.dir.file(relative); }
