@@ -1,6 +1,7 @@
 #include "app/OstinelApp.h"
 
 #include <QApplication>
+#include <QLoggingCategory>
 #include <QThread>
 #include <QThreadPool>
 
@@ -16,6 +17,9 @@
 #include "playback/EngineLog.h"
 #include "playback/ShowModeKeyFilter.h"
 #include "workspace/common/Theme.h"
+
+// "com.ostinel.app": the shell's start-up and quit.
+Q_LOGGING_CATEGORY(appLog, "com.ostinel.app")
 
 namespace ostinel {
 
@@ -57,6 +61,7 @@ OstinelApp::OstinelApp(OwnedPlatform&& owned, MainLoop& loop, Preferences& prefe
 }
 
 OstinelApp::~OstinelApp() {
+    if (resyncTimer_) loop_.cancel(*resyncTimer_);
     if (pruner_) {
         pruner_->wait();
         delete pruner_;
@@ -69,14 +74,17 @@ OstinelApp::~OstinelApp() {
 }
 
 void OstinelApp::wire() {
-    terminate = [] { QCoreApplication::quit(); };
+    // Not quit(): that closes every window first, and closing the main window
+    // is itself a request to quit, which would ask the question again.
+    terminate = [] { QCoreApplication::exit(0); };
     if (auto* app = qobject_cast<QApplication*>(QCoreApplication::instance())) {
         theme::applyDarkTheme(*app);
         // Quitting is the quit flow's decision, not a side effect of a window.
         app->setQuitOnLastWindowClosed(false);
     }
 
-    ShowModeKeys::connectTransport(state_, engine_);
+    transport_ = ShowModeKeys::connectTransport(state_, engine_);
+    state_.onShowReplaced = [this](const Show&) { resyncTransportLater(); };
     state_.prerenderHook = [this](const std::vector<FileUrl>& urls) { store_.prerender(urls); };
     state_.relinkedHook = [this](const std::set<Uuid>& ids) { reloadIfRelinked(ids); };
     connect(&state_, &AppState::spectralColoringEnabledChanged, this, [this] { state_.prerenderShow(); });
@@ -117,6 +125,8 @@ void OstinelApp::start(const QStringList& files) {
     pendingFiles_.clear();
     if (!paths.isEmpty()) state_.loadShow(FileUrl::fromPath(paths.last().toStdString()));
     state_.openLastShowIfRequested();
+    // Scripts that drive the program wait for this line, not for a time.
+    qCInfo(appLog, "Ready: window shown, start-up complete");
 }
 
 void OstinelApp::openFiles(const QStringList& paths) {
@@ -149,27 +159,53 @@ void OstinelApp::bringWindowForward() {
 }
 
 bool OstinelApp::quit() {
-    if (state_.isDirty()) {
-        const int answer = dialogs_.alert({"Save Show?", "Do you want to save the show before quitting Ostinel?",
-                                           {"Save", "Don't Save", "Cancel"}});
-        if (answer == 0) {
-            if (!state_.saveShow()) return false;
-        } else if (answer == 1) {
-            state_.deleteAutosave();
-        } else {
-            return false;
-        }
-    } else {
-        state_.deleteAutosave();
-    }
+    // One request, one question: a close that arrives while the question or
+    // the save panel is open, or once the answer was to quit, asks nothing.
+    if (asking_ || terminating_) return terminating_;
+    if (!confirmQuit()) return false;
+    terminating_ = true;
     if (terminate) terminate();
     return true;
 }
 
+bool OstinelApp::confirmQuit() {
+    if (!state_.isDirty()) {
+        state_.deleteAutosave();
+        return true;
+    }
+    asking_ = true;
+    const int answer = dialogs_.alert(
+        {"Save Show?", "Do you want to save the show before quitting Ostinel?", {"Save", "Don't Save", "Cancel"}});
+    bool quitting = false;
+    if (answer == 0) {
+        quitting = state_.saveShow();
+    } else if (answer == 1) {
+        state_.deleteAutosave();
+        quitting = true;
+    } // anything else is Cancel, an alert dismissed without an answer too
+    asking_ = false;
+    return quitting;
+}
+
+void OstinelApp::resyncTransportLater() {
+    // A whole show is being swapped, and on the way the selection may name
+    // a cue whose file the swap has yet to resolve (a moved project): the
+    // transport lets go until the show has settled, then takes it up anew.
+    if (resyncTimer_) return;
+    transport_.disconnect();
+    resyncTimer_ = loop_.after(0.0, [this] {
+        resyncTimer_.reset();
+        transport_ = ShowModeKeys::connectTransport(state_, engine_);
+        if (!state_.selectedTrack()) engine_.stop();
+    });
+}
+
 void OstinelApp::reloadIfRelinked(const std::set<Uuid>& relinkedIDs) {
-    // The engine holds the selected track; a relinked one must be read anew.
+    // The engine holds the selected track; one relinked to the very path it
+    // had must still be read anew (a new path is reloaded by the transport).
     const auto track = state_.selectedTrack();
-    if (track && relinkedIDs.count(track->id)) engine_.load(*track);
+    if (track && relinkedIDs.count(track->id) && !(engine_.hasFile() && engine_.currentURL() == track->url))
+        engine_.load(*track);
 }
 
 void OstinelApp::logPlaying() {

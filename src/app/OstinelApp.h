@@ -10,6 +10,7 @@
 #include "document/AppState.h"
 #include "platform/AppPaths.h"
 #include "platform/AudioSystem.h"
+#include "platform/MainLoop.h"
 #include "playback/PlaybackEngine.h"
 #include "playback/ShowModeKeys.h"
 #include "workspace/WaveformViewState.h"
@@ -86,7 +87,9 @@ private:
                std::unique_ptr<AudioSystem> audio, AppPaths paths);
 
     void wire();
+    bool confirmQuit();
     void pruneAnalysisCache();
+    void resyncTransportLater();
     void reloadIfRelinked(const std::set<Uuid>& relinkedIDs);
     void logPlaying();
     void bringWindowForward();
@@ -105,6 +108,9 @@ private:
     CueContext cues_;
     Workspace workspace_;
 
+    ShowModeKeys::TransportConnections transport_;
+    std::optional<MainLoop::TimerId> resyncTimer_;
+
     std::unique_ptr<OfflinePacer> pacer_;
     std::unique_ptr<ShowModeKeyFilter> keyFilter_;
     std::unique_ptr<InputMonitor> inputMonitor_;
@@ -112,6 +118,8 @@ private:
     std::unique_ptr<InstanceServer> instanceServer_;
     QThread* pruner_ = nullptr;
     bool started_ = false;
+    bool asking_ = false;
+    bool terminating_ = false;
     QStringList pendingFiles_;
 };
 

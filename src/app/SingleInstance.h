@@ -9,12 +9,13 @@ class QLocalServer;
 
 namespace ostinel {
 
-// One running Ostinel per user: a second launch hands its files to the first
+// One running Ostinel per user session: a second launch hands its files to the first
 // over a local socket and ends. The message is the files' absolute paths,
 // one per line; an empty message only asks the first to come forward.
 namespace SingleInstance {
 
-// Per user, so that two people logged in at once each have their own.
+// The socket's path in the user's runtime folder, one per session: display,
+// login session and home. Empty when no private folder can be had.
 QString serverName();
 // Paths as given on the command line or as file: URLs, made absolute
 // against the current folder.

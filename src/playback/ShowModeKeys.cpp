@@ -298,32 +298,38 @@ TransportConnections connectTransport(AppState& state, PlaybackEngine& engine) {
         if (state.mode() == AppMode::show) advance(state, engine);
     };
     // What the engine was last given, so that only a real change of the
-    // loaded track's fields is pushed.
+    // loaded track is passed on: a new file is loaded, new fields are pushed.
     struct Pushed {
         std::optional<Uuid> id;
+        FileUrl url;
         PlaybackEngine::Bounds bounds;
     };
     auto pushed = std::make_shared<Pushed>();
-    TransportConnections connections{&engine, {}, {}};
-    connections.selection =
-        QObject::connect(&state, &AppState::selectedTrackIDChanged, &engine, [&state, &engine, pushed] {
-            const auto track = state.selectedTrack();
-            if (!track) {
-                pushed->id.reset();
-                engine.stop();
-                return;
-            }
-            *pushed = {track->id, PlaybackEngine::Bounds::of(*track)};
-            engine.load(*track);
-        });
-    connections.edits = QObject::connect(&state, &AppState::showChanged, &engine, [&state, &engine, pushed] {
+    const auto loadSelected = [&state, &engine, pushed] {
         const auto track = state.selectedTrack();
-        if (!track || track->id != pushed->id) return;
-        auto bounds = PlaybackEngine::Bounds::of(*track);
-        if (bounds == pushed->bounds) return;
-        pushed->bounds = std::move(bounds);
-        engine.applyBounds(pushed->bounds);
-    });
+        if (!track) {
+            pushed->id.reset();
+            engine.stop();
+            return;
+        }
+        *pushed = {track->id, track->url, PlaybackEngine::Bounds::of(*track)};
+        engine.load(*track);
+    };
+    TransportConnections connections{&engine, {}, {}};
+    connections.selection = QObject::connect(&state, &AppState::selectedTrackIDChanged, &engine, loadSelected);
+    connections.edits =
+        QObject::connect(&state, &AppState::showChanged, &engine, [&state, &engine, pushed, loadSelected] {
+            const auto track = state.selectedTrack();
+            if (!track || track->id != pushed->id) return;
+            // A relink or a moved project's media: the file itself is new.
+            if (track->url != pushed->url) return loadSelected();
+            auto bounds = PlaybackEngine::Bounds::of(*track);
+            if (bounds == pushed->bounds) return;
+            pushed->bounds = std::move(bounds);
+            engine.applyBounds(pushed->bounds);
+        });
+    // Connected again after a change of show: the selection as it stands.
+    if (state.selectedTrack()) loadSelected();
     return connections;
 }
 

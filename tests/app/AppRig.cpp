@@ -14,7 +14,10 @@ void AppRig::relaunch() {
     app.reset();
     app = std::make_unique<OstinelApp>(loop, preferences, dialogs, std::make_unique<OfflineAudioSystem>(48000.0, 480),
                                        paths());
-    app->terminate = [this] { ++terminated; };
+    app->terminate = [this, ends = app->terminate] {
+        ++terminated;
+        if (endsEventLoop) ends();
+    };
 }
 
 AppRig::~AppRig() { app.reset(); }

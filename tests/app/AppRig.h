@@ -40,6 +40,8 @@ public:
     ScriptedDialogs dialogs;
     std::unique_ptr<OstinelApp> app;
     int terminated = 0;
+    // Quitting also ends the running event loop, as in the real program.
+    bool endsEventLoop = false;
 };
 
 } // namespace ostinel::test

@@ -9,6 +9,7 @@
 #include <QAction>
 #include <QLineEdit>
 #include <QTest>
+#include <QTimer>
 
 namespace ostinel::test {
 namespace {
@@ -47,6 +48,51 @@ TEST_F(QuitFlow, ClosingADirtyShowAsksAndCancelKeepsEverything) {
     EXPECT_TRUE(rig.app->state().isDirty());
     EXPECT_TRUE(fs::exists(rig.recoveryFile()));
 }
+
+// The real program's quit, inside a running event loop: the windows being
+// let go on the way out must not ask a second time. A second question would
+// be cancelled, which keeps the program running.
+class OneAnswerOneQuit : public QuitFlow, public ::testing::WithParamInterface<const char*> {
+protected:
+    void requestQuit() {
+        if (std::string(GetParam()) == "menu")
+            rig.app->window().findChild<QAction*>("quit")->trigger();
+        else
+            rig.app->window().close();
+    }
+    int quitInsideEventLoop(const std::string& answer) {
+        rig.dialogs.alertAnswers = {answer, "Cancel"};
+        rig.endsEventLoop = true;
+        QTimer::singleShot(0, [this] { requestQuit(); });
+        // Generous: only a program that stays up waits this long.
+        QTimer watchdog;
+        watchdog.setSingleShot(true);
+        QObject::connect(&watchdog, &QTimer::timeout, [] { QCoreApplication::exit(2); });
+        watchdog.start(60000);
+        return QCoreApplication::exec();
+    }
+};
+
+TEST_P(OneAnswerOneQuit, DontSaveQuitsOnce) {
+    makeDirty();
+    EXPECT_EQ(quitInsideEventLoop("Don't Save"), 0);
+    EXPECT_EQ(rig.dialogs.alerts.size(), 1u);
+    EXPECT_EQ(rig.terminated, 1);
+    EXPECT_FALSE(fs::exists(rig.recoveryFile()));
+}
+
+TEST_P(OneAnswerOneQuit, CancelStaysDirtyWithItsRecoveryFile) {
+    makeDirty();
+    rig.dialogs.alertAnswers = {"Cancel"};
+    requestQuit();
+    EXPECT_EQ(rig.dialogs.alerts.size(), 1u);
+    EXPECT_EQ(rig.terminated, 0);
+    EXPECT_TRUE(rig.app->window().isVisible());
+    EXPECT_TRUE(rig.app->state().isDirty());
+    EXPECT_TRUE(fs::exists(rig.recoveryFile()));
+}
+
+INSTANTIATE_TEST_SUITE_P(WindowAndMenu, OneAnswerOneQuit, ::testing::Values("window", "menu"));
 
 TEST_F(QuitFlow, DontSaveQuitsAndDropsTheRecoveryFile) {
     makeDirty();
