@@ -195,7 +195,7 @@ void OstinelApp::resyncTransportLater() {
     transport_.disconnect();
     resyncTimer_ = loop_.after(0.0, [this] {
         resyncTimer_.reset();
-        transport_ = ShowModeKeys::connectTransport(state_, engine_);
+        transport_ = ShowModeKeys::connectTransport(state_, engine_, transport_.loaded);
         if (!state_.selectedTrack()) engine_.stop();
     });
 }

@@ -293,43 +293,43 @@ void TransportConnections::disconnect() {
     if (engine) engine->onReachedEnd = {};
 }
 
-TransportConnections connectTransport(AppState& state, PlaybackEngine& engine) {
+TransportConnections connectTransport(AppState& state, PlaybackEngine& engine, std::shared_ptr<LoadedCue> previous) {
     engine.onReachedEnd = [&state, &engine] {
         if (state.mode() == AppMode::show) advance(state, engine);
     };
-    // What the engine was last given, so that only a real change of the
-    // loaded track is passed on: a new file is loaded, new fields are pushed.
-    struct Pushed {
-        std::optional<Uuid> id;
-        FileUrl url;
-        PlaybackEngine::Bounds bounds;
-    };
-    auto pushed = std::make_shared<Pushed>();
-    const auto loadSelected = [&state, &engine, pushed] {
+    auto loaded = std::make_shared<LoadedCue>();
+    const auto loadSelected = [&state, &engine, loaded] {
         const auto track = state.selectedTrack();
         if (!track) {
-            pushed->id.reset();
+            loaded->id.reset();
             engine.stop();
             return;
         }
-        *pushed = {track->id, track->url, PlaybackEngine::Bounds::of(*track)};
+        *loaded = {track->id, track->url, PlaybackEngine::Bounds::of(*track)};
         engine.load(*track);
     };
-    TransportConnections connections{&engine, {}, {}};
+    // Only a real change of the loaded track is passed on: a new file is
+    // loaded, new fields are pushed.
+    const auto pushEdits = [&state, &engine, loaded, loadSelected] {
+        const auto track = state.selectedTrack();
+        if (!track || track->id != loaded->id) return;
+        // A relink or a moved project's media: the file itself is new.
+        if (track->url != loaded->url) return loadSelected();
+        auto bounds = PlaybackEngine::Bounds::of(*track);
+        if (bounds == loaded->bounds) return;
+        loaded->bounds = std::move(bounds);
+        engine.applyBounds(loaded->bounds);
+    };
+    TransportConnections connections{&engine, {}, {}, loaded};
     connections.selection = QObject::connect(&state, &AppState::selectedTrackIDChanged, &engine, loadSelected);
-    connections.edits =
-        QObject::connect(&state, &AppState::showChanged, &engine, [&state, &engine, pushed, loadSelected] {
-            const auto track = state.selectedTrack();
-            if (!track || track->id != pushed->id) return;
-            // A relink or a moved project's media: the file itself is new.
-            if (track->url != pushed->url) return loadSelected();
-            auto bounds = PlaybackEngine::Bounds::of(*track);
-            if (bounds == pushed->bounds) return;
-            pushed->bounds = std::move(bounds);
-            engine.applyBounds(pushed->bounds);
-        });
-    // Connected again after a change of show: the selection as it stands.
-    if (state.selectedTrack()) loadSelected();
+    connections.edits = QObject::connect(&state, &AppState::showChanged, &engine, pushEdits);
+    const auto track = state.selectedTrack();
+    if (previous && track && previous->id == track->id && engine.hasFile() && engine.currentURL() == track->url) {
+        *loaded = *previous;
+        pushEdits();
+    } else if (track) {
+        loadSelected();
+    }
     return connections;
 }
 

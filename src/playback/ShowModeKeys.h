@@ -3,6 +3,7 @@
 #include <QMetaObject>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 #include "base/Uuid.h"
@@ -10,6 +11,7 @@
 #include "document/Track.h"
 #include "playback/CueWaveform.h"
 #include "playback/KeyPress.h"
+#include "playback/PlaybackEngine.h"
 #include "playback/MidiAction.h"
 
 namespace ostinel {
@@ -67,18 +69,30 @@ void goButton(CueContext& context);
 void playPauseButton(CueContext& context);
 void stopButton(CueContext& context);
 
+// What the engine was last given: the cue, its file and its fields.
+struct LoadedCue {
+    std::optional<Uuid> id;
+    FileUrl url;
+    PlaybackEngine::Bounds bounds;
+};
+
 // What connectTransport wired; disconnect() undoes all of it.
 struct TransportConnections {
     PlaybackEngine* engine = nullptr;
     QMetaObject::Connection selection;
     QMetaObject::Connection edits;
+    std::shared_ptr<LoadedCue> loaded;
     void disconnect();
 };
 
 // What the view owning the transport wires up: a new selection loads its
 // track (or stops with none), an edit of the selected track reaches the
-// engine without a reload, and the end of a cue advances in Show mode.
-TransportConnections connectTransport(AppState& state, PlaybackEngine& engine);
+// engine without a reload unless its file changed, and the end of a cue
+// advances in Show mode. Connecting takes up the selection as it stands:
+// given what an earlier connection loaded, the same cue on the same file
+// only has its fields pushed, so a swapped show (an undo) does not stop it.
+TransportConnections connectTransport(AppState& state, PlaybackEngine& engine,
+                                      std::shared_ptr<LoadedCue> previous = nullptr);
 
 } // namespace ShowModeKeys
 } // namespace ostinel

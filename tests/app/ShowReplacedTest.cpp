@@ -92,6 +92,22 @@ TEST_F(ShowReplaced, AnEditOfTheSelectedCuesFileReloadsIt) {
     EXPECT_EQ(engine().currentURL(), FileUrl::fromPath(dir("Gig1.wav")));
 }
 
+TEST_F(ShowReplaced, UndoingAnEditWhileTheSameCuePlaysKeepsItPlayingWithTheUndoneFields) {
+    rig.app->start({QString::fromStdString(rig.writeShow("Gig", 2))});
+    rig.run(0.1);
+    const Uuid first = state().show().tracks[0].id;
+    engine().play();
+    rig.run(0.2);
+    state().editTrack(first, [](Track& t) { t.endSeconds = 1.5; });
+    rig.run(0.1);
+    ASSERT_DOUBLE_EQ(engine().endTime(), 1.5);
+
+    state().undo();
+    rig.run(0.1);
+    EXPECT_TRUE(engine().isPlaying()) << "an undo in the middle of a cue must not stop it";
+    EXPECT_GT(engine().endTime(), 1.5);
+}
+
 TEST_F(ShowReplaced, RemovingCuesLoadsTheNewSelectionOrStops) {
     rig.app->start({QString::fromStdString(rig.writeShow("Gig", 3))});
     rig.run(0.1);
