@@ -77,6 +77,7 @@ void OstinelApp::wire() {
     }
 
     ShowModeKeys::connectTransport(state_, engine_);
+    view_.followMode(state_);
     state_.prerenderHook = [this](const std::vector<FileUrl>& urls) { store_.prerender(urls); };
     state_.relinkedHook = [this](const std::set<Uuid>& ids) { reloadIfRelinked(ids); };
     connect(&state_, &AppState::spectralColoringEnabledChanged, this, [this] { state_.prerenderShow(); });

@@ -4,6 +4,7 @@
 #include <QTest>
 
 #include "WaveformTestRig.h"
+#include "playback/ShowModeKeys.h"
 #include "workspace/waveform/WaveformMenus.h"
 
 namespace ostinel {
@@ -221,6 +222,40 @@ TEST(WaveformPanel, FollowingLiveThenStoppingKeepsTheDrawnScroll) {
     EXPECT_GT(drawn, 0.0);
     w.rig.engine.pause();
     EXPECT_DOUBLE_EQ(c.scrollX(), drawn);
+}
+
+TEST(WaveformPanel, TheZoomIsKeptAcrossCuesOnlyInShowModeWhileFollowing) {
+    WaveformPanelRig w;
+    const Uuid other = w.rig.addCues({8.0})[0];
+    auto& c = w.controller();
+    w.rig.state.setPreserveZoomOnTrackSwitch(true);
+    const auto zoomAfterSwitch = [&](AppMode mode, bool follow) {
+        w.rig.state.setMode(mode);
+        c.setFollowPlayhead(follow);
+        c.setZoom(4.0, 0.5, 500);
+        w.rig.state.setSelectedTrackID(w.rig.state.selectedTrackID() == other ? w.cue : other);
+        return c.zoom();
+    };
+    EXPECT_DOUBLE_EQ(zoomAfterSwitch(AppMode::show, true), 4.0);
+    EXPECT_DOUBLE_EQ(zoomAfterSwitch(AppMode::show, false), 1.0);
+    EXPECT_DOUBLE_EQ(zoomAfterSwitch(AppMode::edit, true), 1.0);
+    EXPECT_DOUBLE_EQ(zoomAfterSwitch(AppMode::edit, false), 1.0);
+    w.rig.state.setPreserveZoomOnTrackSwitch(false);
+    EXPECT_DOUBLE_EQ(zoomAfterSwitch(AppMode::show, true), 1.0);
+}
+
+TEST(WaveformPanel, EnteringShowModeClearsEveryMarkSoGoStartsAtTheInPoint) {
+    WaveformPanelRig w;
+    auto& c = w.controller();
+    w.rig.state.editTrack(w.cue, [](Track& t) { t.startSeconds = 1.0; });
+    w.rig.engine.load(w.track());
+    for (Strip strip : {Strip::waveform, Strip::notes, Strip::midiTriggers, Strip::oscTriggers})
+        c.setMark(strip, GroupDrag::Sel{4.0, 6.0});
+    w.rig.state.setMode(AppMode::show);
+    for (Strip strip : {Strip::waveform, Strip::notes, Strip::midiTriggers, Strip::oscTriggers})
+        EXPECT_FALSE(c.mark(strip));
+    ShowModeKeys::goButton(w.rig.cues);
+    EXPECT_NEAR(w.rig.engine.displayTime(w.rig.loop.now()), 1.0, 0.02);
 }
 
 } // namespace
