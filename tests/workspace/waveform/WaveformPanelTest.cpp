@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include <QMenu>
 #include <QTest>
 
 #include "WaveformTestRig.h"
+#include "workspace/common/Theme.h"
 #include "playback/ShowModeKeys.h"
 #include "workspace/waveform/WaveformMenus.h"
 
@@ -152,6 +155,38 @@ TEST(WaveformPanel, DraggingTheInFlagSnapsToTheGridUnlessOptionIsHeldAndIsOneUnd
     w.drag(QPointF(w.xAt(0.0) + 1, flagY), QPointF(w.xAt(1.3), flagY));
     EXPECT_NEAR(w.track().startSeconds, 1.3, 0.011);
     EXPECT_NE(w.track().startSeconds, 1.5);
+}
+
+TEST(WaveformPanel, InAndOutTabsAtTheFileEdgesAreDrawnInsideAndMoveWithoutAJump) {
+    WaveformPanelRig w;
+    const int width = w.canvas().width(), flagY = w.canvas().height() - 3;
+    const QImage image = w.canvas().grab().toImage();
+    EXPECT_EQ(image.pixelColor(4, flagY), theme::inOutFlag);
+    EXPECT_EQ(image.pixelColor(width - 4, flagY), theme::inOutFlag);
+
+    // Taken by the far side of each tab, a finger's width from the line.
+    const double perSecond = w.xAt(1.0) - w.xAt(0.0);
+    w.drag(QPointF(30, flagY), QPointF(30 + 3.0 * perSecond, flagY));
+    EXPECT_NEAR(w.track().startSeconds, 3.0, 0.011);
+    w.drag(QPointF(width - 30, flagY), QPointF(width - 30 - 3.0 * perSecond, flagY));
+    EXPECT_NEAR(w.track().effectiveEnd(), 7.0, 0.011);
+    EXPECT_FALSE(w.controller().selectionRange()) << "no region was marked instead";
+}
+
+TEST(WaveformPanel, AFileThatCannotBeDrawnSaysWhyInsteadOfDrawingForEver) {
+    WaveformPanelRig w;
+    w.rig.loop.runPosted();
+    EXPECT_EQ(w.canvas().placeholder(), "") << "the tone is drawn";
+    const auto pointAt = [&](const std::string& path) {
+        w.rig.state.editTrack(w.cue, [&](Track& t) { t.url = FileUrl::fromPath(path); });
+        EXPECT_EQ(w.canvas().placeholder(), "Drawing waveform\u2026");
+        w.rig.loop.runPosted();
+        return w.canvas().placeholder();
+    };
+    EXPECT_EQ(pointAt(w.rig.dir.file("gone/Intro.wav")), "Audio file missing: Intro.wav");
+    const std::string junk = w.rig.dir.file("Junk.wav");
+    std::ofstream(junk) << "not audio";
+    EXPECT_EQ(pointAt(junk), "Audio file could not be read: Junk.wav");
 }
 
 TEST(WaveformPanel, ControlClickAddsAndRemovesAutomationPointsWhichDragInOneStep) {
