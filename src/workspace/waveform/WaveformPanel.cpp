@@ -125,6 +125,9 @@ void WaveformPanel::selectedTrackChanged() {
     c.trackChanged(keepZoom);
     applyBounds();
     if (showMode && !keepZoom) c.fit();
+    // At the kept zoom the new cue opens at its in-point, where it will play.
+    auto track = workspace_.state.selectedTrack();
+    if (keepZoom && track && track->duration > 0.0) c.center(track->startSeconds / track->duration);
     watchPeaks();
     redraw();
 }

@@ -272,6 +272,7 @@ TEST(WaveformPanel, TheZoomIsKeptAcrossCuesOnlyInShowModeWhileFollowing) {
         return c.zoom();
     };
     EXPECT_DOUBLE_EQ(zoomAfterSwitch(AppMode::show, true), 4.0);
+    EXPECT_DOUBLE_EQ(c.scrollX(), 0.0) << "the new cue opens at its in-point";
     EXPECT_DOUBLE_EQ(zoomAfterSwitch(AppMode::show, false), 1.0);
     EXPECT_DOUBLE_EQ(zoomAfterSwitch(AppMode::edit, true), 1.0);
     EXPECT_DOUBLE_EQ(zoomAfterSwitch(AppMode::edit, false), 1.0);
