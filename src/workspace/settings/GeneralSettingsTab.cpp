@@ -46,10 +46,11 @@ GeneralSettingsTab::GeneralSettingsTab(Workspace& workspace, QWidget* parent)
                                "Unsaved changes are snapshotted for crash recovery at this interval."));
     form->addRow("Show Mode:",
                  settingsField(preserveZoom_, "Only applies in Show mode with Follow Playhead enabled."));
-    form->addRow("Waveform:", settingsField(
-                         waveformFollowsVolume_,
-                         "Draws the waveform at the track's level instead of the file's — louder cue, taller "
-                         "waveform. Turn off to always see the raw file amplitude."));
+    form->addRow(
+        "Waveform:",
+        settingsField(waveformFollowsVolume_,
+                      "Draws the waveform at the track's level instead of the file's — louder cue, taller "
+                      "waveform. Turn off to always see the raw file amplitude."));
     form->addRow("Stop Fade:",
                  settingsField(stopFade_, "Fade length when stopping playback — applies to Escape, the "
                                           "Enter fade-and-go, and the Stop button."));
@@ -66,8 +67,9 @@ GeneralSettingsTab::GeneralSettingsTab(Workspace& workspace, QWidget* parent)
     connect(stopFade_, &QDoubleSpinBox::valueChanged, this,
             [&engine](double seconds) { engine.setStopFadeSeconds(seconds); });
 
-    for (auto changed : {&AppState::openLastShowOnLaunchChanged, &AppState::autosaveIntervalChanged,
-                         &AppState::preserveZoomOnTrackSwitchChanged, &AppState::waveformFollowsVolumeChanged})
+    for (auto changed :
+         {&AppState::openLastShowOnLaunchChanged, &AppState::autosaveIntervalChanged,
+          &AppState::preserveZoomOnTrackSwitchChanged, &AppState::waveformFollowsVolumeChanged})
         connect(&state, changed, this, &GeneralSettingsTab::reflect);
     connect(&engine, &PlaybackEngine::stopFadeSecondsChanged, this, &GeneralSettingsTab::reflect);
 }

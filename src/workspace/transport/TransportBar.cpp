@@ -10,9 +10,9 @@
 
 #include "analysis/WaveformStore.h"
 #include "document/AppState.h"
+#include "platform/AudioSystem.h"
 #include "playback/PlaybackEngine.h"
 #include "playback/ShowModeKeys.h"
-#include "platform/AudioSystem.h"
 #include "workspace/common/Theme.h"
 #include "workspace/common/Workspace.h"
 #include "workspace/transport/TransportViews.h"

@@ -45,7 +45,9 @@ WaveformCanvas::WaveformCanvas(Workspace& workspace, QWidget* parent)
 
 bool WaveformCanvas::editable() const { return ws_.state.mode() == AppMode::edit; }
 
-CanvasMetrics WaveformCanvas::metrics() const { return CanvasMetrics{double(height()), double(width())}; }
+CanvasMetrics WaveformCanvas::metrics() const {
+    return CanvasMetrics{double(height()), double(width())};
+}
 
 void WaveformCanvas::reportFrame() {
     frame_.report();

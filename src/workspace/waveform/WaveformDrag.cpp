@@ -39,7 +39,8 @@ void HandleDrag::apply(Track& track, double t, double db, const WaveformControll
     }
     case HandleKind::outFlag: {
         double wanted = std::clamp(captured.effectiveEnd() + (t - pressTime), 0.0, d);
-        track.endSeconds = std::clamp(c.snap(wanted, captured), std::min(d, captured.startSeconds + minTrimLength), d);
+        track.endSeconds =
+            std::clamp(c.snap(wanted, captured), std::min(d, captured.startSeconds + minTrimLength), d);
         break;
     }
     case HandleKind::fadeIn:

@@ -25,7 +25,8 @@ double loopLogoX(double loopStartX) { return loopStartX + CanvasMetrics::knobWid
 TabSpan inOutTab(double lineX, bool in, const CanvasMetrics& m) {
     const double w = CanvasMetrics::inOutTabWidth;
     double left = in ? lineX - w : lineX;
-    if (m.width > 0.0 && lineX >= 0.0 && lineX <= m.width) left = std::clamp(left, 0.0, std::max(0.0, m.width - w));
+    if (m.width > 0.0 && lineX >= 0.0 && lineX <= m.width)
+        left = std::clamp(left, 0.0, std::max(0.0, m.width - w));
     return {left, left + w};
 }
 

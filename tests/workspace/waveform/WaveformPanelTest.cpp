@@ -6,8 +6,8 @@
 #include <QTest>
 
 #include "WaveformTestRig.h"
-#include "workspace/common/Theme.h"
 #include "playback/ShowModeKeys.h"
+#include "workspace/common/Theme.h"
 #include "workspace/waveform/WaveformMenus.h"
 
 namespace ostinel {
