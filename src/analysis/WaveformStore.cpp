@@ -132,6 +132,7 @@ void WaveformStore::finishPeaks(const FileUrl& url, std::optional<std::vector<fl
     else
         failedPeaks_.insert(url);
     activity_.complete(BackgroundActivity::Kind::waveforms, 1);
+    if (!peaks) emit peaksFailed(url);
 }
 
 void WaveformStore::retry(const FileUrl& url) {

@@ -89,6 +89,10 @@ public:
     bool hasFailed(const FileUrl& url) const { return failedPeaks_.count(url) > 0; }
     BackgroundActivity& activity() { return activity_; }
 
+signals:
+    // The file's peaks could not be made; hasFailed holds until retry.
+    void peaksFailed(const ostinel::FileUrl& url);
+
 private:
     void finishPeaks(const FileUrl& url, std::optional<std::vector<float>> peaks);
 

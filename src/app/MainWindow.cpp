@@ -52,7 +52,7 @@ void MainWindow::buildPanels() {
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
     column->addWidget(new TransportBar(ws, central));
-    column->addWidget(new NoticeBanner(ws, central));
+    auto* banner = new NoticeBanner(ws, central);
 
     auto* split = new QSplitter(Qt::Horizontal, central);
     split->setChildrenCollapsible(false);
@@ -71,6 +71,7 @@ void MainWindow::buildPanels() {
     split->setStretchFactor(2, 0);
     split->setSizes({showListWidth, startWidth - showListWidth - editPanelWidth, editPanelWidth});
     column->addWidget(split, 1);
+    banner->overlay(split);
 
     setCentralWidget(central);
     central->setFocus();

@@ -85,6 +85,7 @@ void OstinelApp::wire() {
 
     transport_ = ShowModeKeys::connectTransport(state_, engine_);
     state_.onShowReplaced = [this](const Show&) { resyncTransportLater(); };
+    view_.followMode(state_);
     state_.prerenderHook = [this](const std::vector<FileUrl>& urls) { store_.prerender(urls); };
     state_.relinkedHook = [this](const std::set<Uuid>& ids) { reloadIfRelinked(ids); };
     connect(&state_, &AppState::spectralColoringEnabledChanged, this, [this] { state_.prerenderShow(); });

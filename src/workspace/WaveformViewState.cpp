@@ -1,5 +1,7 @@
 #include "workspace/WaveformViewState.h"
 
+#include "document/AppState.h"
+
 namespace ostinel {
 
 WaveformViewState::WaveformViewState(QObject* parent) : QObject(parent) {
@@ -19,6 +21,12 @@ WaveformViewState::WaveformViewState(QObject* parent) : QObject(parent) {
         case Field::noteDragSeconds: emit noteDragSecondsChanged(); break;
         }
     };
+}
+
+void WaveformViewState::followMode(const AppState& state) {
+    connect(&state, &AppState::modeChanged, this, [this, &state] {
+        if (state.mode() == AppMode::show) controller_.clearAllSelections();
+    });
 }
 
 } // namespace ostinel

@@ -6,6 +6,8 @@
 
 namespace ostinel {
 
+class AppState;
+
 // Publishes the waveform's view state to the views: one signal per observable
 // field, raised only when the value really changed.
 class WaveformViewState : public QObject {
@@ -15,6 +17,10 @@ public:
 
     WaveformController& controller() { return controller_; }
     const WaveformController& controller() const { return controller_; }
+
+    // Entering Show mode clears every strip's marked region: a region marked
+    // while editing would otherwise make GO! start the cue in its middle.
+    void followMode(const AppState& state);
 
 signals:
     void zoomChanged();

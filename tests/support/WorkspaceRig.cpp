@@ -23,6 +23,7 @@ std::string writeCueTone(const std::string& path, double seconds, double amplitu
 WorkspaceRig::WorkspaceRig()
     : store(loop, dir.file("cache"), [](std::function<void()> job) { job(); }) {
     ShowModeKeys::connectTransport(state, engine);
+    view.followMode(state);
 }
 
 WorkspaceRig::~WorkspaceRig() { engine.stop(); }

@@ -5,12 +5,19 @@
 #include <QPalette>
 #include <QStyleFactory>
 
+#include "document/ColorHex.h"
+
 namespace ostinel::theme {
 
 const std::vector<std::string>& cueColorSwatches() {
     static const std::vector<std::string> swatches{"#E5484D", "#F76B15", "#FFC53D", "#46A758",
                                                    "#12A594", "#0090FF", "#6E56CF", "#D6409F"};
     return swatches;
+}
+
+QColor cueColor(std::string_view hex) {
+    const auto rgb = colorFromHex(hex);
+    return rgb ? QColor(rgb->red, rgb->green, rgb->blue) : QColor();
 }
 
 QFont clockFont(int pointSize) {

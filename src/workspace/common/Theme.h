@@ -4,6 +4,7 @@
 #include <QFont>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 class QApplication;
@@ -41,6 +42,8 @@ inline const QColor automation{0xff, 0xd8, 0x4d};
 
 // The cue colours offered by the show list and the edit panel, as stored.
 const std::vector<std::string>& cueColorSwatches();
+// A stored cue colour, with or without its "#"; invalid when unreadable.
+QColor cueColor(std::string_view hex);
 
 // A font for numbers read from across the room.
 QFont clockFont(int pointSize);

@@ -35,9 +35,7 @@ GeneralSettingsTab::GeneralSettingsTab(Workspace& workspace, QWidget* parent)
 
     openLastShow_ = settingsCheckBox("Open Last Show at Launch");
     autosaveInterval_ = secondsBox(minAutosaveSeconds, maxAutosaveSeconds, 5.0, 0);
-    showCheck_ = settingsCheckBox("Check the Show When Entering Show Mode");
     preserveZoom_ = settingsCheckBox("Keep Zoom Level When Switching Tracks");
-    spectralColoring_ = settingsCheckBox("Spectral Coloring");
     waveformFollowsVolume_ = settingsCheckBox("Scale Waveform With Track Level");
     stopFade_ = secondsBox(0.0, PlaybackEngine::maxStopFadeSeconds, 0.5, 1);
 
@@ -47,18 +45,12 @@ GeneralSettingsTab::GeneralSettingsTab(Workspace& workspace, QWidget* parent)
                  settingsField(autosaveInterval_,
                                "Unsaved changes are snapshotted for crash recovery at this interval."));
     form->addRow("Show Mode:",
-                 settingsField(showCheck_, "Verifies the audio files and the audio, MIDI and OSC routing. "
-                                           "The report only appears when something needs attention."));
-    form->addRow("", settingsField(preserveZoom_, "Only applies in Show mode with Follow Playhead enabled."));
+                 settingsField(preserveZoom_, "Only applies in Show mode with Follow Playhead enabled."));
     form->addRow(
         "Waveform:",
-        settingsField(
-            spectralColoring_,
-            "Tints the waveform by frequency content — low frequencies red, mids green, highs blue."));
-    form->addRow("", settingsField(
-                         waveformFollowsVolume_,
-                         "Draws the waveform at the track's level instead of the file's — louder cue, taller "
-                         "waveform. Turn off to always see the raw file amplitude."));
+        settingsField(waveformFollowsVolume_,
+                      "Draws the waveform at the track's level instead of the file's — louder cue, taller "
+                      "waveform. Turn off to always see the raw file amplitude."));
     form->addRow("Stop Fade:",
                  settingsField(stopFade_, "Fade length when stopping playback — applies to Escape, the "
                                           "Enter fade-and-go, and the Stop button."));
@@ -68,19 +60,16 @@ GeneralSettingsTab::GeneralSettingsTab(Workspace& workspace, QWidget* parent)
             [&state](bool on) { state.setOpenLastShowOnLaunch(on); });
     connect(autosaveInterval_, &QDoubleSpinBox::valueChanged, this,
             [&state](double seconds) { state.setAutosaveInterval(seconds); });
-    connect(showCheck_, &QCheckBox::toggled, this, [&state](bool on) { state.setShowCheckOnShowMode(on); });
     connect(preserveZoom_, &QCheckBox::toggled, this,
             [&state](bool on) { state.setPreserveZoomOnTrackSwitch(on); });
-    connect(spectralColoring_, &QCheckBox::toggled, this,
-            [&state](bool on) { state.setSpectralColoringEnabled(on); });
     connect(waveformFollowsVolume_, &QCheckBox::toggled, this,
             [&state](bool on) { state.setWaveformFollowsVolume(on); });
     connect(stopFade_, &QDoubleSpinBox::valueChanged, this,
             [&engine](double seconds) { engine.setStopFadeSeconds(seconds); });
 
-    for (auto changed : {&AppState::openLastShowOnLaunchChanged, &AppState::autosaveIntervalChanged,
-                         &AppState::showCheckOnShowModeChanged, &AppState::preserveZoomOnTrackSwitchChanged,
-                         &AppState::spectralColoringEnabledChanged, &AppState::waveformFollowsVolumeChanged})
+    for (auto changed :
+         {&AppState::openLastShowOnLaunchChanged, &AppState::autosaveIntervalChanged,
+          &AppState::preserveZoomOnTrackSwitchChanged, &AppState::waveformFollowsVolumeChanged})
         connect(&state, changed, this, &GeneralSettingsTab::reflect);
     connect(&engine, &PlaybackEngine::stopFadeSecondsChanged, this, &GeneralSettingsTab::reflect);
 }
@@ -89,16 +78,12 @@ GeneralSettingsTab::GeneralSettingsTab(Workspace& workspace, QWidget* parent)
 // interval below the box's minimum stays as it is until the operator edits it.
 void GeneralSettingsTab::reflect() {
     const AppState& state = workspace_.state;
-    const QSignalBlocker blockers[] = {
-        QSignalBlocker(openLastShow_),     QSignalBlocker(autosaveInterval_),
-        QSignalBlocker(showCheck_),        QSignalBlocker(preserveZoom_),
-        QSignalBlocker(spectralColoring_), QSignalBlocker(waveformFollowsVolume_),
-        QSignalBlocker(stopFade_)};
+    const QSignalBlocker blockers[] = {QSignalBlocker(openLastShow_), QSignalBlocker(autosaveInterval_),
+                                       QSignalBlocker(preserveZoom_), QSignalBlocker(waveformFollowsVolume_),
+                                       QSignalBlocker(stopFade_)};
     openLastShow_->setChecked(state.openLastShowOnLaunch());
     autosaveInterval_->setValue(state.autosaveInterval());
-    showCheck_->setChecked(state.showCheckOnShowMode());
     preserveZoom_->setChecked(state.preserveZoomOnTrackSwitch());
-    spectralColoring_->setChecked(state.spectralColoringEnabled());
     waveformFollowsVolume_->setChecked(state.waveformFollowsVolume());
     stopFade_->setValue(workspace_.engine.stopFadeSeconds());
 }

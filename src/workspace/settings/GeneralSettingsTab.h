@@ -11,6 +11,8 @@ struct Workspace;
 
 // Start-up, autosave, Show mode, waveform drawing and the stop fade: each
 // control writes its owner's value at once and follows changes made elsewhere.
+// The show check on entering Show mode and spectral colouring get their
+// switches when they exist: a switch that does nothing misleads.
 class GeneralSettingsTab : public QWidget {
     Q_OBJECT
 public:
@@ -18,8 +20,6 @@ public:
 
     QCheckBox* openLastShow() const { return openLastShow_; }
     QDoubleSpinBox* autosaveInterval() const { return autosaveInterval_; }
-    QCheckBox* showCheck() const { return showCheck_; }
-    QCheckBox* spectralColoring() const { return spectralColoring_; }
     QCheckBox* waveformFollowsVolume() const { return waveformFollowsVolume_; }
     QDoubleSpinBox* stopFade() const { return stopFade_; }
     QCheckBox* preserveZoom() const { return preserveZoom_; }
@@ -34,8 +34,6 @@ private:
     Workspace& workspace_;
     QCheckBox* openLastShow_ = nullptr;
     QDoubleSpinBox* autosaveInterval_ = nullptr;
-    QCheckBox* showCheck_ = nullptr;
-    QCheckBox* spectralColoring_ = nullptr;
     QCheckBox* waveformFollowsVolume_ = nullptr;
     QDoubleSpinBox* stopFade_ = nullptr;
     QCheckBox* preserveZoom_ = nullptr;

@@ -1,5 +1,8 @@
 #include "workspace/showlist/ShowListCanvas.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QPainter>
@@ -250,6 +253,27 @@ void ShowListCanvas::paintInsertionLine(QPainter& p) const {
     p.drawLine(QPointF(10, y), QPointF(width() - 10, y));
     p.setBrush(theme::inOutFlag);
     p.drawEllipse(QPointF(10, y), 5, 5);
+}
+
+void ShowListCanvas::removeSelectedRows() {
+    AppState& state = workspace_.state;
+    std::set<Uuid> rows = state.selectedTrackIDs();
+    if (rows.empty() && state.selectedTrackID()) rows.insert(*state.selectedTrackID());
+    if (rows.empty()) return;
+    state.removeTracks(rows);
+    std::set<Uuid> kept;
+    std::ranges::set_difference(state.selectedTrackIDs(), rows, std::inserter(kept, kept.end()));
+    state.setSelectedTrackIDs(std::move(kept));
+}
+
+void ShowListCanvas::focusInEvent(QFocusEvent* event) {
+    deleteKey_.attach();
+    QWidget::focusInEvent(event);
+}
+
+void ShowListCanvas::focusOutEvent(QFocusEvent* event) {
+    deleteKey_.detach();
+    QWidget::focusOutEvent(event);
 }
 
 void ShowListCanvas::keyPressEvent(QKeyEvent* event) {

@@ -13,6 +13,7 @@
 #include "base/Uuid.h"
 #include "workspace/showlist/MissingFiles.h"
 #include "workspace/showlist/ShowListClick.h"
+#include "workspace/showlist/ShowListDeleteKey.h"
 
 class QLineEdit;
 class QMenu;
@@ -24,7 +25,8 @@ struct Workspace;
 
 // The painted rows of the show list, with everything the mouse does on
 // them: picking, selecting, renaming, flags, reordering, dropping files and
-// the context menu. Keys are left to the application's filter.
+// the context menu. Keys are left to the application's filter, but for
+// Delete while the list has the focus.
 class ShowListCanvas : public QWidget {
     Q_OBJECT
 public:
@@ -59,6 +61,9 @@ public:
     void moveRows(const std::set<Uuid>& trackIDs, std::size_t gap);
 
     void setColor(const std::set<Uuid>& trackIDs, const std::optional<std::string>& hex);
+    // The selected rows leave the show in one undo step, and the selection.
+    void removeSelectedRows();
+    Workspace& workspace() const { return workspace_; }
     QMenu* contextMenuFor(const Uuid& trackID, QWidget* parent);
 
     bool blinkRunning() const { return blink_.isActive(); }
@@ -78,6 +83,8 @@ protected:
     void mouseReleaseEvent(QMouseEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
     bool event(QEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dragMoveEvent(QDragMoveEvent* event) override;
@@ -98,6 +105,7 @@ private:
 
     Workspace& workspace_;
     MissingFiles missing_;
+    ShowListDeleteKey deleteKey_{*this};
     QTimer blink_;
     bool blinkLit_ = true;
 

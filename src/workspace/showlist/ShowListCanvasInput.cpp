@@ -33,7 +33,7 @@ QIcon swatchIcon(const std::optional<std::string>& hex) {
     p.setRenderHint(QPainter::Antialiasing);
     if (hex) {
         p.setPen(Qt::NoPen);
-        p.setBrush(QColor(QString::fromStdString(*hex)));
+        p.setBrush(theme::cueColor(*hex));
         p.drawEllipse(QRectF(2, 2, 18, 18));
     } else {
         p.setPen(QPen(theme::textDim, 2));

@@ -177,7 +177,7 @@ void paint(QPainter& p, const QRect& row, const Track& track, const RowLook& loo
     }
     p.fillRect(QRect(row.left(), row.bottom(), row.width(), 1), theme::window);
     if (track.colorHex) {
-        const QColor color(QString::fromStdString(*track.colorHex));
+        const QColor color = theme::cueColor(*track.colorHex);
         if (color.isValid()) p.fillRect(l.strip, color);
     }
 

@@ -25,10 +25,6 @@ NoticeBanner::NoticeBanner(Workspace& workspace, QWidget* parent) : QWidget(pare
     setFocusPolicy(Qt::NoFocus);
     setCursor(Qt::PointingHandCursor);
     setToolTip(tr("Click to dismiss"));
-    QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Fixed);
-    // A long reason wraps rather than losing its end.
-    policy.setHeightForWidth(true);
-    setSizePolicy(policy);
     connect(&workspace_.engine, &PlaybackEngine::noticeChanged, this, &NoticeBanner::noticeChanged);
     noticeChanged();
 }
@@ -61,14 +57,35 @@ void NoticeBanner::noticeChanged() {
     // Without a parent, showing would make a window of its own.
     if (parentWidget() || !shown) setVisible(shown);
     if (shown) {
+        place();
         // A replacement gets its own full time on screen.
         clearTimer_ = workspace_.loop.after(ShowModeKeys::noticeBannerSeconds, [this] {
             clearTimer_.reset();
             workspace_.engine.setNotice(std::nullopt);
         });
     }
-    updateGeometry();
     update();
+}
+
+void NoticeBanner::overlay(QWidget* content) {
+    if (content_) content_->removeEventFilter(this);
+    content_ = content;
+    if (content_) content_->installEventFilter(this);
+    place();
+}
+
+bool NoticeBanner::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == content_ && (event->type() == QEvent::Move || event->type() == QEvent::Resize)) place();
+    return QWidget::eventFilter(watched, event);
+}
+
+// A long reason wraps rather than losing its end, so the height follows the
+// width.
+void NoticeBanner::place() {
+    if (!content_ || !parentWidget()) return;
+    const QPoint at = content_->mapTo(parentWidget(), QPoint(0, 0));
+    setGeometry(at.x(), at.y(), content_->width(), heightForWidth(content_->width()));
+    raise();
 }
 
 void NoticeBanner::cancelClear() {

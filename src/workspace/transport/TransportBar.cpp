@@ -10,6 +10,7 @@
 
 #include "analysis/WaveformStore.h"
 #include "document/AppState.h"
+#include "platform/AudioSystem.h"
 #include "playback/PlaybackEngine.h"
 #include "playback/ShowModeKeys.h"
 #include "workspace/common/Theme.h"
@@ -99,6 +100,18 @@ TransportBar::TransportBar(Workspace& workspace, QWidget* parent) : QWidget(pare
     meters_->setObjectName(QStringLiteral("meters"));
     meters_->setMinimumSize(meters_->sizeHint());
     meters_->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
+    // The notice of a silent start goes after six seconds; this stays, so the
+    // operator never takes still meters for a quiet cue.
+    noOutput_ = new QLabel(tr("NO OUTPUT"), this);
+    noOutput_->setObjectName(QStringLiteral("noOutput"));
+    noOutput_->setAlignment(Qt::AlignCenter);
+    noOutput_->setFont(boldFont(11));
+    noOutput_->setStyleSheet(QStringLiteral("QLabel { color: %1; border: 2px solid %1; border-radius: 4px;"
+                                            " padding: 2px 6px; }")
+                                 .arg(theme::stop.name()));
+    const QString fallback = QString::fromStdString(workspace_.audio.fallbackReason());
+    noOutput_->setToolTip(fallback);
+    noOutput_->setVisible(!fallback.isEmpty());
 
     auto* buttons = new QGridLayout;
     buttons->setSpacing(6);
@@ -130,6 +143,7 @@ TransportBar::TransportBar(Workspace& workspace, QWidget* parent) : QWidget(pare
     row->addLayout(names, 1);
     row->addWidget(clock_);
     row->addWidget(meters_);
+    row->addWidget(noOutput_);
     row->addLayout(modes);
 
     frameTimer_ = new QTimer(this);

@@ -49,6 +49,7 @@ private:
     ElidedLabel* activity_ = nullptr;
     ClockView* clock_ = nullptr;
     MeterView* meters_ = nullptr;
+    QLabel* noOutput_ = nullptr;
     QTimer* frameTimer_ = nullptr;
 };
 

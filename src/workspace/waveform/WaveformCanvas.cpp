@@ -1,6 +1,7 @@
 #include "workspace/waveform/WaveformCanvas.h"
 
 #include <QContextMenuEvent>
+#include <QFileInfo>
 #include <QLineEdit>
 #include <QMenu>
 #include <QNativeGestureEvent>
@@ -36,11 +37,17 @@ WaveformCanvas::WaveformCanvas(Workspace& workspace, QWidget* parent)
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     setAttribute(Qt::WA_OpaquePaintEvent);
     setAttribute(Qt::WA_AcceptTouchEvents);
+    connect(&ws_.store, &WaveformStore::peaksFailed, this, [this](const FileUrl& url) {
+        if (failure_ && failure_->url == url) failure_.reset(); // failed again, perhaps otherwise
+        update();
+    });
 }
 
 bool WaveformCanvas::editable() const { return ws_.state.mode() == AppMode::edit; }
 
-CanvasMetrics WaveformCanvas::metrics() const { return CanvasMetrics{double(height())}; }
+CanvasMetrics WaveformCanvas::metrics() const {
+    return CanvasMetrics{double(height()), double(width())};
+}
 
 void WaveformCanvas::reportFrame() {
     frame_.report();
@@ -72,7 +79,24 @@ void WaveformCanvas::paintEvent(QPaintEvent*) {
     if (ws_.engine.currentURL() == track.url) scene.playhead = ws_.engine.displayTime(ws_.loop.now());
     if (press_ && press_->handle && press_->hit.kind == HandleKind::automationPoint)
         scene.readoutPointID = press_->hit.id;
+    scene.placeholder = placeholder();
     painter_.paint(p, scene);
+}
+
+QString WaveformCanvas::placeholder() {
+    const auto track = ws_.state.selectedTrack();
+    if (!track) return {};
+    const FileUrl& url = track->url;
+    if (url.empty()) return tr("Audio file missing");
+    if (ws_.store.entry(url).peaks()) return {};
+    if (!ws_.store.hasFailed(url)) return tr("Drawing waveform\u2026");
+    // Looked at once per failure: the loader has just reached the file's
+    // folder, so this does not wait on a hung mount.
+    if (!failure_ || failure_->url != url)
+        failure_ = Failure{url, !QFileInfo::exists(QString::fromStdString(url.path()))};
+    const QString name = QString::fromStdString(url.fileName());
+    return failure_->missing ? tr("Audio file missing: %1").arg(name)
+                             : tr("Audio file could not be read: %1").arg(name);
 }
 
 void WaveformCanvas::mousePressEvent(QMouseEvent* event) {

@@ -5,6 +5,7 @@
 
 #include <optional>
 
+#include "base/FileUrl.h"
 #include "document/GroupDrag.h"
 #include "workspace/common/StripFrameReporter.h"
 #include "workspace/waveform/WaveformDrag.h"
@@ -27,6 +28,11 @@ public:
     // Tells the view state where the canvas stands in the window and how wide
     // it is; the panel calls it when anything above it moves.
     void reportFrame();
+
+    // What stands in the selected cue's waveform while it has none: that it
+    // is being drawn, or what keeps the file from being drawn. Empty while
+    // the waveform is there.
+    QString placeholder();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -72,6 +78,11 @@ private:
     double pinchMagnification_ = 0.0;
     std::optional<Press> press_;
     QLineEdit* renameEditor_ = nullptr;
+    struct Failure {
+        FileUrl url;
+        bool missing = false;
+    };
+    std::optional<Failure> failure_;
 };
 
 } // namespace ostinel

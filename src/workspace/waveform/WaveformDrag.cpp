@@ -29,12 +29,20 @@ void HandleDrag::apply(Track& track, double t, double db, const WaveformControll
     const double d = captured.duration;
     t = std::clamp(t, 0.0, d);
     switch (hit.kind) {
-    case HandleKind::inFlag:
-        track.startSeconds = std::clamp(c.snap(t, captured), 0.0, std::max(0.0, captured.effectiveEnd() - minTrimLength));
+    // A flag moves by as much as the pointer did, so grabbing its tab away
+    // from the line does not make the point jump to the pointer.
+    case HandleKind::inFlag: {
+        double wanted = std::clamp(captured.startSeconds + (t - pressTime), 0.0, d);
+        track.startSeconds =
+            std::clamp(c.snap(wanted, captured), 0.0, std::max(0.0, captured.effectiveEnd() - minTrimLength));
         break;
-    case HandleKind::outFlag:
-        track.endSeconds = std::clamp(c.snap(t, captured), std::min(d, captured.startSeconds + minTrimLength), d);
+    }
+    case HandleKind::outFlag: {
+        double wanted = std::clamp(captured.effectiveEnd() + (t - pressTime), 0.0, d);
+        track.endSeconds =
+            std::clamp(c.snap(wanted, captured), std::min(d, captured.startSeconds + minTrimLength), d);
         break;
+    }
     case HandleKind::fadeIn:
         track.fade.fadeInSeconds = std::clamp(t - captured.startSeconds, 0.0, captured.effectiveLength());
         break;

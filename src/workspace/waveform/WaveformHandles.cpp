@@ -22,6 +22,14 @@ double CanvasMetrics::yToDb(double y) const {
 
 double loopLogoX(double loopStartX) { return loopStartX + CanvasMetrics::knobWidth + 2.0; }
 
+TabSpan inOutTab(double lineX, bool in, const CanvasMetrics& m) {
+    const double w = CanvasMetrics::inOutTabWidth;
+    double left = in ? lineX - w : lineX;
+    if (m.width > 0.0 && lineX >= 0.0 && lineX <= m.width)
+        left = std::clamp(left, 0.0, std::max(0.0, m.width - w));
+    return {left, left + w};
+}
+
 namespace {
 
 bool near(double x, double at, double slop) { return std::abs(x - at) <= slop; }
@@ -40,11 +48,13 @@ Hit hitTest(const Track& track, const TimelineGeometry& g, const CanvasMetrics& 
                 return {HandleKind::automationPoint, p.id};
         }
         if (y >= m.height - CanvasMetrics::inOutFlagHeight) {
-            // Coinciding flags: the out flag sits right of its line, the in flag left.
+            // The tabs first, so flags close together can both be taken.
             double inX = g.xAt(track.startSeconds), outX = g.xAt(track.effectiveEnd());
-            const double tab = CanvasMetrics::inOutTabWidth;
-            if (x >= outX - 2.0 && x <= outX + tab) return {HandleKind::outFlag, {}};
-            if (x <= inX + 2.0 && x >= inX - tab) return {HandleKind::inFlag, {}};
+            const TabSpan inTab = inOutTab(inX, true, m), outTab = inOutTab(outX, false, m);
+            if (x >= outTab.left && x <= outTab.right) return {HandleKind::outFlag, {}};
+            if (x >= inTab.left && x <= inTab.right) return {HandleKind::inFlag, {}};
+            if (near(x, outX, CanvasMetrics::inOutLineGrab)) return {HandleKind::outFlag, {}};
+            if (near(x, inX, CanvasMetrics::inOutLineGrab)) return {HandleKind::inFlag, {}};
         }
         if (!track.volumeAutomationEnabled && y < CanvasMetrics::fadeFlagHeight) {
             double inX = g.xAt(track.startSeconds + track.fade.fadeInSeconds);

@@ -22,6 +22,8 @@ struct CanvasMetrics {
     static constexpr double anchorHeight = 18.0;
     static constexpr double flagHalfWidth = 9.0;
     static constexpr double inOutTabWidth = 34.0;
+    // Either side of an in or out line, in the flag band.
+    static constexpr double inOutLineGrab = 6.0;
     static constexpr double knobWidth = 10.0;
     static constexpr double pointRadius = 6.0;
     static constexpr double pointGrab = 10.0;
@@ -30,6 +32,8 @@ struct CanvasMetrics {
     static constexpr double floorDb = -60.0;
 
     double height = 0.0;
+    // The canvas's width; 0 when unknown, and then nothing is kept inside.
+    double width = 0.0;
 
     double loopBarBottom() const { return loopBarTop + loopBarHeight; }
     double waveTop() const { return loopBarBottom() + 2.0; }
@@ -64,6 +68,15 @@ struct Hit {
 // Loops are drawn inside the view only where they are, so the logo sits at
 // the visible start of the bar.
 double loopLogoX(double loopStartX);
+
+// The IN tab stands left of its line and the OUT tab right of it; a line on
+// screen keeps its tab on screen, so a point at the very start or end of the
+// file can be seen and grabbed.
+struct TabSpan {
+    double left = 0.0;
+    double right = 0.0;
+};
+TabSpan inOutTab(double lineX, bool in, const CanvasMetrics& metrics);
 
 // What lies under (x, y). Handles are found only when the show can be edited;
 // otherwise only loop bars and the mark are reported, for selection.

@@ -1,7 +1,6 @@
 #include "workspace/waveform/WaveformPainter.h"
 
 #include <QPainter>
-#include <QCoreApplication>
 #include <QPainterPath>
 
 #include <algorithm>
@@ -21,7 +20,8 @@ double levelScaleFor(double volume) {
 
 void WaveformPainter::paint(QPainter& p, const CanvasScene& s) {
     p.fillRect(0, 0, s.width, int(s.metrics.height), theme::panel);
-    if (!s.track || s.track->duration <= 0.0) return;
+    if (!s.track) return;
+    if (s.track->duration <= 0.0) return paintPlaceholder(p, s);
     paintLoops(p, s);
     paintWave(p, s);
     if (s.track->beatgridEnabled) paintBeatGrid(p, s);
@@ -42,12 +42,7 @@ void WaveformPainter::paint(QPainter& p, const CanvasScene& s) {
 }
 
 void WaveformPainter::paintWave(QPainter& p, const CanvasScene& s) {
-    if (!s.peaks || s.peaks->empty()) {
-        p.setPen(theme::textDim);
-        p.drawText(QRectF(0, s.metrics.waveTop(), s.width, s.metrics.waveBottom() - s.metrics.waveTop()),
-                   Qt::AlignCenter, QCoreApplication::translate("WaveformCanvas", "Drawing waveform\u2026"));
-        return;
-    }
+    if (!s.peaks || s.peaks->empty()) return paintPlaceholder(p, s);
     const auto& g = s.geometry;
     visibleColumnPeaks(*s.peaks, g.contentWidth, g.scrollX, s.width, columns_);
     const double mid = (s.metrics.waveTop() + s.metrics.waveBottom()) / 2.0;
@@ -64,6 +59,12 @@ void WaveformPainter::paintWave(QPainter& p, const CanvasScene& s) {
     p.drawLines(inside_);
     p.setPen(QPen(theme::waveformOutside, 1));
     p.drawLines(outside_);
+}
+
+void WaveformPainter::paintPlaceholder(QPainter& p, const CanvasScene& s) {
+    p.setPen(theme::textDim);
+    p.drawText(QRectF(0, s.metrics.waveTop(), s.width, s.metrics.waveBottom() - s.metrics.waveTop()),
+               Qt::AlignCenter | Qt::TextWordWrap, s.placeholder);
 }
 
 void WaveformPainter::paintBeatGrid(QPainter& p, const CanvasScene& s) {
@@ -203,12 +204,15 @@ void WaveformPainter::paintLoops(QPainter& p, const CanvasScene& s) {
 
 void WaveformPainter::paintInOut(QPainter& p, const CanvasScene& s) {
     const auto& g = s.geometry;
-    const double h = s.metrics.height, fh = CanvasMetrics::inOutFlagHeight, w = CanvasMetrics::inOutTabWidth;
+    const double h = s.metrics.height, fh = CanvasMetrics::inOutFlagHeight;
     auto flag = [&](double x, bool in) {
+        // A line on the very edge would be half drawn, or not at all.
+        const double drawnX = x >= 0.0 && x <= s.width ? std::clamp(x, 1.0, std::max(1.0, s.width - 1.0)) : x;
         p.setPen(QPen(theme::inOutFlag, 2));
-        p.drawLine(QPointF(x, 0), QPointF(x, h));
+        p.drawLine(QPointF(drawnX, 0), QPointF(drawnX, h));
         if (!s.editable) return;
-        QRectF tab = in ? QRectF(x - w, h - fh, w, fh) : QRectF(x, h - fh, w, fh);
+        const TabSpan span = inOutTab(x, in, s.metrics);
+        QRectF tab(span.left, h - fh, span.right - span.left, fh);
         p.fillRect(tab, theme::inOutFlag);
         p.setPen(theme::text);
         p.drawText(tab, Qt::AlignCenter, in ? QStringLiteral("IN") : QStringLiteral("OUT"));

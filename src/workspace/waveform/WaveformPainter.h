@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QLine>
+#include <QString>
 #include <QVector>
 
 #include <optional>
@@ -35,6 +36,8 @@ struct CanvasScene {
     std::optional<double> playhead;
     // The automation point under a drag, whose level is read out.
     std::optional<Uuid> readoutPointID;
+    // Shown in the waveform's place while there are no peaks to draw.
+    QString placeholder;
 };
 
 // Draws the canvas. Keeps its scratch buffers between frames so a repaint
@@ -45,6 +48,7 @@ public:
 
 private:
     void paintWave(QPainter& p, const CanvasScene& s);
+    void paintPlaceholder(QPainter& p, const CanvasScene& s);
     void paintBeatGrid(QPainter& p, const CanvasScene& s);
     void paintFades(QPainter& p, const CanvasScene& s);
     void paintAutomation(QPainter& p, const CanvasScene& s);

@@ -117,9 +117,17 @@ void WaveformPanel::playingChanged() {
 }
 
 void WaveformPanel::selectedTrackChanged() {
-    workspace_.view.controller().trackChanged(workspace_.state.preserveZoomOnTrackSwitch());
+    auto& c = workspace_.view.controller();
+    const bool showMode = workspace_.state.mode() == AppMode::show;
+    // Kept only where the view follows the playhead through a show; anywhere
+    // else each cue opens whole.
+    const bool keepZoom = showMode && c.followPlayhead() && workspace_.state.preserveZoomOnTrackSwitch();
+    c.trackChanged(keepZoom);
     applyBounds();
-    if (workspace_.state.mode() == AppMode::show) workspace_.view.controller().fit();
+    if (showMode && !keepZoom) c.fit();
+    // At the kept zoom the new cue opens at its in-point, where it will play.
+    auto track = workspace_.state.selectedTrack();
+    if (keepZoom && track && track->duration > 0.0) c.center(track->startSeconds / track->duration);
     watchPeaks();
     redraw();
 }

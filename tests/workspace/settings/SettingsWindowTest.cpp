@@ -50,10 +50,6 @@ TEST_F(SettingsWindowTest, GeneralSwitchesWriteThroughAndFollowChangesElsewhere)
     const Switch switches[] = {
         {general.openLastShow(), &AppState::openLastShowOnLaunch, &AppState::setOpenLastShowOnLaunch,
          "openLastShowOnLaunch"},
-        {general.showCheck(), &AppState::showCheckOnShowMode, &AppState::setShowCheckOnShowMode,
-         "showCheckOnShowMode"},
-        {general.spectralColoring(), &AppState::spectralColoringEnabled,
-         &AppState::setSpectralColoringEnabled, "spectralColoringEnabled"},
         {general.waveformFollowsVolume(), &AppState::waveformFollowsVolume,
          &AppState::setWaveformFollowsVolume, "waveformFollowsVolume"},
         {general.preserveZoom(), &AppState::preserveZoomOnTrackSwitch,
@@ -69,6 +65,14 @@ TEST_F(SettingsWindowTest, GeneralSwitchesWriteThroughAndFollowChangesElsewhere)
         (rig.state.*s.set)(before);
         EXPECT_EQ(s.box->isChecked(), before);
     }
+}
+
+TEST_F(SettingsWindowTest, GeneralOffersNoSwitchForAFeatureThatIsNotThere) {
+    QStringList offered;
+    for (const auto* box : general.findChildren<QCheckBox*>()) offered << box->text();
+    EXPECT_TRUE(offered.contains("Keep Zoom Level When Switching Tracks"));
+    EXPECT_FALSE(offered.contains("Check the Show When Entering Show Mode"));
+    EXPECT_FALSE(offered.contains("Spectral Coloring"));
 }
 
 TEST_F(SettingsWindowTest, AutosaveAndStopFadeWriteThroughWithinTheirRanges) {

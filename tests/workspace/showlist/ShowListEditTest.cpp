@@ -132,5 +132,17 @@ TEST_F(ShowListTest, AMissingFileShowsATriangleThatRelinksInEitherMode) {
     EXPECT_FALSE(rig.state.selectedTrackID());
 }
 
+TEST_F(ShowListTest, TheColourStripShowsAColourStoredWithOrWithoutItsHash) {
+    rig.state.editTrack(ids[0], [](Track& t) { t.colorHex = "46A758"; });
+    rig.state.editTrack(ids[1], [](Track& t) { t.colorHex = "#0090ff"; });
+    const QImage image = canvas().grab().toImage();
+    const auto stripColour = [&](std::size_t row) {
+        const auto l = TrackRowPainter::layout(canvas().rowRect(ids[row]), rig.track(ids[row]), {}, false);
+        return image.pixelColor(l.strip.center());
+    };
+    EXPECT_EQ(stripColour(0), QColor(0x46, 0xa7, 0x58));
+    EXPECT_EQ(stripColour(1), QColor(0x00, 0x90, 0xff));
+}
+
 } // namespace
 } // namespace ostinel::test

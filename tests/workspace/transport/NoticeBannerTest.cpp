@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <QTest>
+#include <QVBoxLayout>
 
 #include <memory>
 
@@ -71,6 +72,36 @@ TEST_F(NoticeBannerTest, AGoneBannerLeavesTheNoticeAlone) {
     delete banner;
     rig.loop.advance(7.0);
     EXPECT_EQ(rig.engine.notice(), "Kept");
+}
+
+TEST_F(NoticeBannerTest, LiesOverTheTopOfTheContentAndMovesNothing) {
+    auto* column = new QVBoxLayout(&window);
+    auto* bar = new QWidget;
+    bar->setFixedHeight(80);
+    auto* content = new QWidget;
+    auto* firstCue = new QWidget(content);
+    firstCue->setGeometry(0, 0, 300, 40);
+    column->addWidget(bar);
+    column->addWidget(content, 1);
+    banner->overlay(content);
+    window.resize(800, 600);
+    window.show();
+    QApplication::processEvents();
+    const auto cueFrame = [&] { return QRect(firstCue->mapTo(&window, QPoint()), firstCue->size()); };
+    const QRect before = cueFrame();
+
+    rig.engine.setNotice("No audio output could be opened, so playback is silent. " + std::string(200, 'x'));
+    QApplication::processEvents();
+    EXPECT_EQ(cueFrame(), before);
+    EXPECT_EQ(banner->geometry().topLeft(), content->geometry().topLeft());
+    EXPECT_EQ(banner->width(), content->width());
+    EXPECT_EQ(window.childAt(before.topLeft() + QPoint(10, 5)), banner) << "on top, where it can be seen";
+
+    window.resize(500, 600);
+    QApplication::processEvents();
+    EXPECT_EQ(banner->width(), content->width());
+    EXPECT_GT(banner->height(), banner->heightForWidth(800)) << "the longer reason wraps";
+    EXPECT_EQ(cueFrame().topLeft(), before.topLeft());
 }
 
 } // namespace

@@ -192,5 +192,22 @@ TEST(PeakHold, HoldsThePeakThenFalls) {
     EXPECT_FLOAT_EQ(hold.value, 0.1f);
 }
 
+TEST(TransportBarOutput, ASilentStartIsMarkedBesideTheMetersAfterTheNoticeIsGone) {
+    test::WorkspaceRig rig;
+    const std::string reason = "No audio output could be opened, so playback is silent.";
+    {
+        TransportBar playing{rig.workspace};
+        ASSERT_TRUE(playing.findChild<QLabel*>("noOutput"));
+        EXPECT_TRUE(playing.findChild<QLabel*>("noOutput")->isHidden());
+    }
+    rig.audio.setFallbackReason(reason);
+    TransportBar silent{rig.workspace};
+    rig.engine.setNotice(std::nullopt); // the banner has gone
+    const auto* mark = silent.findChild<QLabel*>("noOutput");
+    EXPECT_FALSE(mark->isHidden());
+    EXPECT_EQ(mark->text(), "NO OUTPUT");
+    EXPECT_EQ(mark->toolTip().toStdString(), reason);
+}
+
 } // namespace
 } // namespace ostinel

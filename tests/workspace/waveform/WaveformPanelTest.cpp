@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include <QMenu>
 #include <QTest>
 
 #include "WaveformTestRig.h"
+#include "playback/ShowModeKeys.h"
+#include "workspace/common/Theme.h"
 #include "workspace/waveform/WaveformMenus.h"
 
 namespace ostinel {
@@ -153,6 +157,38 @@ TEST(WaveformPanel, DraggingTheInFlagSnapsToTheGridUnlessOptionIsHeldAndIsOneUnd
     EXPECT_NE(w.track().startSeconds, 1.5);
 }
 
+TEST(WaveformPanel, InAndOutTabsAtTheFileEdgesAreDrawnInsideAndMoveWithoutAJump) {
+    WaveformPanelRig w;
+    const int width = w.canvas().width(), flagY = w.canvas().height() - 3;
+    const QImage image = w.canvas().grab().toImage();
+    EXPECT_EQ(image.pixelColor(4, flagY), theme::inOutFlag);
+    EXPECT_EQ(image.pixelColor(width - 4, flagY), theme::inOutFlag);
+
+    // Taken by the far side of each tab, a finger's width from the line.
+    const double perSecond = w.xAt(1.0) - w.xAt(0.0);
+    w.drag(QPointF(30, flagY), QPointF(30 + 3.0 * perSecond, flagY));
+    EXPECT_NEAR(w.track().startSeconds, 3.0, 0.011);
+    w.drag(QPointF(width - 30, flagY), QPointF(width - 30 - 3.0 * perSecond, flagY));
+    EXPECT_NEAR(w.track().effectiveEnd(), 7.0, 0.011);
+    EXPECT_FALSE(w.controller().selectionRange()) << "no region was marked instead";
+}
+
+TEST(WaveformPanel, AFileThatCannotBeDrawnSaysWhyInsteadOfDrawingForEver) {
+    WaveformPanelRig w;
+    w.rig.loop.runPosted();
+    EXPECT_EQ(w.canvas().placeholder(), "") << "the tone is drawn";
+    const auto pointAt = [&](const std::string& path) {
+        w.rig.state.editTrack(w.cue, [&](Track& t) { t.url = FileUrl::fromPath(path); });
+        EXPECT_EQ(w.canvas().placeholder(), "Drawing waveform\u2026");
+        w.rig.loop.runPosted();
+        return w.canvas().placeholder();
+    };
+    EXPECT_EQ(pointAt(w.rig.dir.file("gone/Intro.wav")), "Audio file missing: Intro.wav");
+    const std::string junk = w.rig.dir.file("Junk.wav");
+    std::ofstream(junk) << "not audio";
+    EXPECT_EQ(pointAt(junk), "Audio file could not be read: Junk.wav");
+}
+
 TEST(WaveformPanel, ControlClickAddsAndRemovesAutomationPointsWhichDragInOneStep) {
     WaveformPanelRig w;
     w.rig.state.editTrack(w.cue, [](Track& t) { t.volumeAutomationEnabled = true; });
@@ -221,6 +257,41 @@ TEST(WaveformPanel, FollowingLiveThenStoppingKeepsTheDrawnScroll) {
     EXPECT_GT(drawn, 0.0);
     w.rig.engine.pause();
     EXPECT_DOUBLE_EQ(c.scrollX(), drawn);
+}
+
+TEST(WaveformPanel, TheZoomIsKeptAcrossCuesOnlyInShowModeWhileFollowing) {
+    WaveformPanelRig w;
+    const Uuid other = w.rig.addCues({8.0})[0];
+    auto& c = w.controller();
+    w.rig.state.setPreserveZoomOnTrackSwitch(true);
+    const auto zoomAfterSwitch = [&](AppMode mode, bool follow) {
+        w.rig.state.setMode(mode);
+        c.setFollowPlayhead(follow);
+        c.setZoom(4.0, 0.5, 500);
+        w.rig.state.setSelectedTrackID(w.rig.state.selectedTrackID() == other ? w.cue : other);
+        return c.zoom();
+    };
+    EXPECT_DOUBLE_EQ(zoomAfterSwitch(AppMode::show, true), 4.0);
+    EXPECT_DOUBLE_EQ(c.scrollX(), 0.0) << "the new cue opens at its in-point";
+    EXPECT_DOUBLE_EQ(zoomAfterSwitch(AppMode::show, false), 1.0);
+    EXPECT_DOUBLE_EQ(zoomAfterSwitch(AppMode::edit, true), 1.0);
+    EXPECT_DOUBLE_EQ(zoomAfterSwitch(AppMode::edit, false), 1.0);
+    w.rig.state.setPreserveZoomOnTrackSwitch(false);
+    EXPECT_DOUBLE_EQ(zoomAfterSwitch(AppMode::show, true), 1.0);
+}
+
+TEST(WaveformPanel, EnteringShowModeClearsEveryMarkSoGoStartsAtTheInPoint) {
+    WaveformPanelRig w;
+    auto& c = w.controller();
+    w.rig.state.editTrack(w.cue, [](Track& t) { t.startSeconds = 1.0; });
+    w.rig.engine.load(w.track());
+    for (Strip strip : {Strip::waveform, Strip::notes, Strip::midiTriggers, Strip::oscTriggers})
+        c.setMark(strip, GroupDrag::Sel{4.0, 6.0});
+    w.rig.state.setMode(AppMode::show);
+    for (Strip strip : {Strip::waveform, Strip::notes, Strip::midiTriggers, Strip::oscTriggers})
+        EXPECT_FALSE(c.mark(strip));
+    ShowModeKeys::goButton(w.rig.cues);
+    EXPECT_NEAR(w.rig.engine.displayTime(w.rig.loop.now()), 1.0, 0.02);
 }
 
 } // namespace
