@@ -71,7 +71,9 @@ void MainWindow::buildPanels() {
     split->setStretchFactor(2, 0);
     split->setSizes({showListWidth, startWidth - showListWidth - editPanelWidth, editPanelWidth});
     column->addWidget(split, 1);
-    banner->overlay(split);
+    // Over the waveform, not the running order: a cue stays in sight and in
+    // reach while a notice shows.
+    banner->overlay(waveform_);
 
     setCentralWidget(central);
     central->setFocus();

@@ -25,7 +25,9 @@ TEST(NoticeLayout, TheNoticeBannerMovesNoCueInTheMainWindow) {
     const auto* banner = window.findChild<NoticeBanner*>();
     ASSERT_TRUE(banner);
     EXPECT_TRUE(banner->isVisible());
-    EXPECT_EQ(banner->mapTo(&window, QPoint()).y(), before.top()) << "over the top of the content";
+    const QRect bannerFrame(banner->mapTo(&window, QPoint()), banner->size());
+    EXPECT_EQ(bannerFrame.top(), before.top()) << "over the top of the content";
+    EXPECT_FALSE(bannerFrame.intersects(before)) << "no cue hidden or out of reach";
 
     rig.run(6.5);
     QApplication::processEvents();
