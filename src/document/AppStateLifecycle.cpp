@@ -67,7 +67,7 @@ bool AppState::confirmDiscardingChanges(const std::string& text) {
     switch (dialogs_.alert({"Save Show?", text, {"Save", "Don't Save", "Cancel"}})) {
     case 0: return saveShow(); // a failed or cancelled save keeps the show
     case 1: return true;
-    default: return false;
+    default: return false; // Cancel, or closed without an answer
     }
 }
 
@@ -302,10 +302,10 @@ void AppState::offerRecoveryIfAvailable() {
         {"Restore Unsaved Show?",
          "Ostinel closed unexpectedly with unsaved changes. Do you want to restore the recovered show?",
          {"Restore", "Discard"}});
-    if (answer != 0) {
-        deleteAutosave();
-        return;
-    }
+    // Only Discard lets the file go: an alert closed without an answer keeps
+    // it for the next launch.
+    if (answer == 1) deleteAutosave();
+    if (answer != 0) return;
     auto show = ShowFile::read(paths_.recoveryFile);
     if (!show) {
         dialogs_.alert({"Could not restore the recovered show.", show.error().message, {"OK"}});
