@@ -7,6 +7,7 @@
 #include "document/RelinkMatcher.h"
 #include "platform/AudioFile.h"
 #include "platform/Dialogs.h"
+#include "platform/FileNameText.h"
 
 namespace ostinel {
 
@@ -17,11 +18,12 @@ void AppState::addTracks(const std::vector<FileUrl>& urls, std::optional<std::si
         auto file = AudioFile::open(url.path());
         const double length = file && (*file)->sampleRate() > 0.0 ? (*file)->duration() : 0.0;
         if (!(length > 0.0)) {
-            failures.push_back(url.fileName());
+            failures.push_back(fileNameText(url.fileName()));
             continue;
         }
         Track track;
-        track.name = url.fileNameWithoutExtension();
+        // The url keeps the name's bytes; the cue's name is text.
+        track.name = fileNameText(url.fileNameWithoutExtension());
         track.url = url;
         track.duration = length;
         track.endSeconds = length;

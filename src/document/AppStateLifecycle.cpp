@@ -3,7 +3,6 @@
 #include "document/AppState.h"
 
 #include <QFile>
-#include <QFileInfo>
 
 #include <algorithm>
 #include <cmath>
@@ -13,6 +12,7 @@
 #include "document/ProjectMedia.h"
 #include "document/ShowFile.h"
 #include "platform/Dialogs.h"
+#include "platform/FileNameText.h"
 #include "platform/Preferences.h"
 
 namespace ostinel {
@@ -22,7 +22,11 @@ namespace fs = std::filesystem;
 namespace {
 constexpr std::size_t maxRecentShows = 10;
 
-bool fileExists(const std::string& path) { return QFileInfo::exists(QString::fromStdString(path)); }
+// By the path's bytes: a name that isn't UTF-8 would not survive a QString.
+bool fileExists(const std::string& path) {
+    std::error_code ignored;
+    return fs::exists(path, ignored);
+}
 
 std::string joined(const std::vector<std::string>& lines) {
     std::string text;
@@ -224,7 +228,8 @@ void AppState::consolidateMedia(const FileUrl& folder) {
         }
         auto copied = copies.find(t.url.path());
         if (copied == copies.end()) {
-            const std::string name = ProjectMedia::availableName(t.url.fileName(), taken);
+            // The copy is named in text, so its relative path can be saved as it is.
+            const std::string name = ProjectMedia::availableName(fileNameText(t.url.fileName()), taken);
             const FileUrl target = FileUrl::fromPath((media / name).string());
             std::error_code error;
             if (!fs::copy_file(t.url.path(), target.path(), error)) {
