@@ -38,6 +38,7 @@ std::string suggestedName(const Show& show) { return show.name.empty() ? "Untitl
 } // namespace
 
 void AppState::startLifecycle() {
+    setAutosaveExecutor({});
     if (auto interval = preferences_.doubleValue("autosaveInterval")) autosaveInterval_ = *interval;
     // Shows deleted or moved since the last run leave the list quietly.
     for (const auto& stored : preferences_.stringListValue("recentShowURLs").value_or(std::vector<std::string>{})) {
@@ -279,24 +280,6 @@ void AppState::addRecent(const FileUrl& url) {
     for (const auto& u : recent) paths.push_back(u.path());
     preferences_.setValue("recentShowURLs", paths);
     setRecentShowURLs(std::move(recent));
-}
-
-void AppState::autosave() {
-    // Nobody to tell in the middle of a show: every failure is silent and the
-    // next tick tries again.
-    if (!isDirty_ || show_.tracks.empty()) return;
-    std::error_code ignored;
-    fs::create_directories(fs::path(paths_.recoveryFile).parent_path(), ignored);
-    if (ShowFile::write(showForDisk(), paths_.recoveryFile, ShowFile::Flavour::compact)) return;
-    if (currentFileURL_)
-        preferences_.setValue("autosaveOriginalPath", currentFileURL_->path());
-    else
-        preferences_.remove("autosaveOriginalPath");
-}
-
-void AppState::deleteAutosave() {
-    std::error_code ignored;
-    fs::remove(paths_.recoveryFile, ignored);
 }
 
 void AppState::offerRecoveryIfAvailable() {
