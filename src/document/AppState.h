@@ -362,6 +362,8 @@ private:
     void setFolderIcon(const FileUrl& folder) const;
     void autosaveFinished(const std::optional<Error>& error);
     void notice(const std::string& text) const;
+    // True, after saying so, for an edit of the running order in Show mode.
+    bool refusedInShowMode(const char* verb) const;
     double autosaveInterval_ = 30.0;
     std::optional<MainLoop::TimerId> autosaveTimer_;
     std::unique_ptr<AutosaveWriter> autosaveWriter_;

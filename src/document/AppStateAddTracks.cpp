@@ -12,6 +12,8 @@
 namespace ostinel {
 
 void AppState::addTracks(const std::vector<FileUrl>& urls, std::optional<std::size_t> index) {
+    // The running order is fixed in front of an audience.
+    if (refusedInShowMode("add")) return;
     std::vector<Track> added;
     std::vector<std::string> failures;
     for (const FileUrl& url : urls) {
@@ -49,6 +51,7 @@ void AppState::addTracks(const std::vector<FileUrl>& urls, std::optional<std::si
 }
 
 bool AppState::addTracksPanel() {
+    if (refusedInShowMode("add")) return false;
     OpenPanelRequest request;
     request.message = "Choose audio files to add to the show";
     const auto& extensions = RelinkMatcher::audioExtensions();

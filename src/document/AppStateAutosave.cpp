@@ -45,4 +45,10 @@ void AppState::notice(const std::string& text) const {
     if (noticeHook) noticeHook(text);
 }
 
+bool AppState::refusedInShowMode(const char* verb) const {
+    if (mode_ != AppMode::show) return false;
+    notice(std::string("Can't ") + verb + " cues in Show mode \u2014 switch to Edit mode first.");
+    return true;
+}
+
 } // namespace ostinel
