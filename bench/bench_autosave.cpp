@@ -32,8 +32,10 @@ Show largeShow() {
         t.name = "Cue " + std::to_string(i + 1);
         t.url = FileUrl::fromPath("/media/cue" + std::to_string(i + 1) + ".wav");
         t.duration = t.endSeconds = 300;
-        for (int k = 0; k < 20; ++k) t.loops.push_back(Loop{.name = "Loop", .startSeconds = k * 10.0, .endSeconds = k * 10.0 + 5.0});
-        for (int k = 0; k < 50; ++k) t.midiTriggers.push_back(MidiTrigger{.name = "Trigger", .timeSeconds = k * 5.0 + 1.0});
+        for (int k = 0; k < 20; ++k)
+            t.loops.push_back(Loop{.name = "Loop", .startSeconds = k * 10.0, .endSeconds = k * 10.0 + 5.0});
+        for (int k = 0; k < 50; ++k)
+            t.midiTriggers.push_back(MidiTrigger{.name = "Trigger", .timeSeconds = k * 5.0 + 1.0});
         show.tracks.push_back(std::move(t));
     }
     return show;

@@ -11,8 +11,8 @@ namespace ostinel {
 
 void AppState::setAutosaveExecutor(AutosaveWriter::Executor executor) {
     autosaveWriter_ = std::make_unique<AutosaveWriter>(
-        mainLoop_, paths_.recoveryFile, [this](const std::optional<Error>& error) { autosaveFinished(error); },
-        std::move(executor));
+        mainLoop_, paths_.recoveryFile,
+        [this](const std::optional<Error>& error) { autosaveFinished(error); }, std::move(executor));
 }
 
 void AppState::autosave() {

@@ -106,7 +106,8 @@ void AutosaveWriter::drain() {
         }
         auto error = save(*job.show, job.generation);
         // The snapshot goes back with the outcome, to be let go on the main thread.
-        mainLoop_.post([this, alive = std::weak_ptr<int>(alive_), job = std::move(job), error = std::move(error)] {
+        std::weak_ptr<int> alive = alive_;
+        mainLoop_.post([this, alive, job = std::move(job), error = std::move(error)] {
             if (alive.expired() || job.generation != generation_) return;
             if (finished_) finished_(error);
         });

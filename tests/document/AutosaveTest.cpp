@@ -18,7 +18,8 @@ public:
 
 private:
     static void record(QtMsgType type, const QMessageLogContext& context, const QString& text) {
-        if (type == QtCriticalMsg && context.category && std::string(context.category) == "com.ostinel.document")
+        const bool ours = context.category && std::string(context.category) == "com.ostinel.document";
+        if (type == QtCriticalMsg && ours)
             lines.push_back(text.toStdString());
     }
     QtMessageHandler previous_;

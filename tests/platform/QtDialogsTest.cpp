@@ -72,7 +72,8 @@ TEST(QtDialogs, AnAlertClosedWithoutAChoiceHasNoAnswerAndAButtonGivesItsIndex) {
               Dialogs::noAnswer);
     EXPECT_EQ(alertAnswer(restore, [](QMessageBox& box) { box.close(); }), Dialogs::noAnswer);
     const AlertRequest save{"Save Show?", "", {"Save", "Don't Save", "Cancel"}};
-    EXPECT_EQ(alertAnswer(save, [](QMessageBox& box) { QTest::keyClick(&box, Qt::Key_Escape); }), Dialogs::noAnswer);
+    EXPECT_EQ(alertAnswer(save, [](QMessageBox& box) { QTest::keyClick(&box, Qt::Key_Escape); }),
+              Dialogs::noAnswer);
     EXPECT_EQ(alertAnswer(restore, [](QMessageBox& box) { buttonTitled(box, "Discard")->click(); }), 1);
     EXPECT_EQ(alertAnswer(save, [](QMessageBox& box) { QTest::keyClick(&box, Qt::Key_Return); }), 0)
         << "Return presses the first";
