@@ -17,7 +17,7 @@ void AppState::setAutosaveExecutor(AutosaveWriter::Executor executor) {
 
 void AppState::autosave() {
     if (!isDirty_ || show_.tracks.empty()) return;
-    // Before the file, so a recovery file never names another show's path.
+    // Before the write, so a crash never leaves a recovery file without it.
     if (currentFileURL_)
         preferences_.setValue("autosaveOriginalPath", currentFileURL_->path());
     else

@@ -5,8 +5,8 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "document/ShowFile.h"
@@ -16,7 +16,8 @@ namespace ostinel {
 namespace fs = std::filesystem;
 
 namespace {
-Error systemError(int code) { return Error{std::strerror(code)}; }
+// strerror is not safe off the main thread; the category's message is.
+Error systemError(int code) { return Error{std::error_code(code, std::generic_category()).message()}; }
 
 // The whole text on disk before the rename makes it the recovery file.
 std::optional<Error> writeSynced(const std::string& path, const std::string& text) {
