@@ -48,8 +48,8 @@ Show largeShow() {
 
 struct Fixture {
     ManualMainLoop loop;
-    // Autosave would encode the whole show every 30 s of virtual time; it is
-    // measured by bench_showfile, not here.
+    // Autosave would write the whole show every 30 s of virtual time; it is
+    // measured by bench_autosave, not here.
     MemoryPreferences preferences = [] {
         MemoryPreferences p;
         p.setValue("autosaveInterval", 1e9);

@@ -1,5 +1,5 @@
-// Encoding and decoding a large show: the autosave encodes on the main
-// thread, so its cost bounds how big a show can get before the UI stutters.
+// Encoding and decoding a large show: a save encodes on the main thread, the
+// autosave on a thread of its own (bench_autosave).
 
 #include <benchmark/benchmark.h>
 

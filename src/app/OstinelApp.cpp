@@ -88,6 +88,7 @@ void OstinelApp::wire() {
     view_.followMode(state_);
     state_.prerenderHook = [this](const std::vector<FileUrl>& urls) { store_.prerender(urls); };
     state_.relinkedHook = [this](const std::set<Uuid>& ids) { reloadIfRelinked(ids); };
+    state_.noticeHook = [this](const std::string& text) { engine_.setNotice(text); };
     connect(&state_, &AppState::spectralColoringEnabledChanged, this, [this] { state_.prerenderShow(); });
     connect(&engine_, &PlaybackEngine::isPlayingChanged, this, &OstinelApp::logPlaying);
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/FileUrl.h"
+#include "document/AutosaveWriter.h"
 #include "document/Show.h"
 #include "document/TimelineClipboard.h"
 #include "document/TimelineEdits.h"
@@ -201,6 +202,9 @@ public:
     // files), relinked the tracks whose file changed under them.
     std::function<void(const std::vector<FileUrl>&)> prerenderHook;
     std::function<void(const std::set<Uuid>& relinkedIDs)> relinkedHook;
+    // A short line for the operator (a refused edit, a failed autosave); the
+    // application shows it as the transport's notice.
+    std::function<void(const std::string&)> noticeHook;
 
     double autosaveInterval() const { return autosaveInterval_; }
     // Writes the preference; restarts the timer only for a new value.
@@ -224,13 +228,20 @@ public:
     void resolveProjectPaths(const FileUrl& showFileURL);
     void addRecent(const FileUrl& url);
     void scheduleAutosaveTimer();
-    // The compact file for crash recovery; silent, and only for a dirty show
-    // with tracks.
+    // The compact file for crash recovery, only for a dirty show with tracks,
+    // encoded and written off the main thread. A failure is told once, and
+    // again only after a write has succeeded in between.
     void autosave();
     void offerRecoveryIfAvailable();
     void openLastShowIfRequested();
     void prerenderShow();
+    // Final: no autosave begun before it can leave a file behind.
     void deleteAutosave();
+    // Blocks until the autosave in flight is on disk; its outcome still comes
+    // through the main loop.
+    void waitForAutosave();
+    // Where autosaves run; for tests that decide when, before the first one.
+    void setAutosaveExecutor(AutosaveWriter::Executor executor);
 
     // --- Relinking moved files ------------------------------------------------
     // Points the track at url, reading its length; no history of its own.
@@ -349,8 +360,14 @@ private:
     Show showForDisk() const;
     void installShow(Show show);
     void setFolderIcon(const FileUrl& folder) const;
+    void autosaveFinished(const std::optional<Error>& error);
+    void notice(const std::string& text) const;
+    // True, after saying so, for an edit of the running order in Show mode.
+    bool refusedInShowMode(const char* verb) const;
     double autosaveInterval_ = 30.0;
     std::optional<MainLoop::TimerId> autosaveTimer_;
+    std::unique_ptr<AutosaveWriter> autosaveWriter_;
+    bool autosaveFailureTold_ = false;
 };
 
 } // namespace ostinel

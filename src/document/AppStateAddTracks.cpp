@@ -7,21 +7,25 @@
 #include "document/RelinkMatcher.h"
 #include "platform/AudioFile.h"
 #include "platform/Dialogs.h"
+#include "platform/FileNameText.h"
 
 namespace ostinel {
 
 void AppState::addTracks(const std::vector<FileUrl>& urls, std::optional<std::size_t> index) {
+    // The running order is fixed in front of an audience.
+    if (refusedInShowMode("add")) return;
     std::vector<Track> added;
     std::vector<std::string> failures;
     for (const FileUrl& url : urls) {
         auto file = AudioFile::open(url.path());
         const double length = file && (*file)->sampleRate() > 0.0 ? (*file)->duration() : 0.0;
         if (!(length > 0.0)) {
-            failures.push_back(url.fileName());
+            failures.push_back(fileNameText(url.fileName()));
             continue;
         }
         Track track;
-        track.name = url.fileNameWithoutExtension();
+        // The url keeps the name's bytes; the cue's name is text.
+        track.name = fileNameText(url.fileNameWithoutExtension());
         track.url = url;
         track.duration = length;
         track.endSeconds = length;
@@ -47,6 +51,7 @@ void AppState::addTracks(const std::vector<FileUrl>& urls, std::optional<std::si
 }
 
 bool AppState::addTracksPanel() {
+    if (refusedInShowMode("add")) return false;
     OpenPanelRequest request;
     request.message = "Choose audio files to add to the show";
     const auto& extensions = RelinkMatcher::audioExtensions();

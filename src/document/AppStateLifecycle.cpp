@@ -3,7 +3,6 @@
 #include "document/AppState.h"
 
 #include <QFile>
-#include <QFileInfo>
 
 #include <algorithm>
 #include <cmath>
@@ -13,6 +12,7 @@
 #include "document/ProjectMedia.h"
 #include "document/ShowFile.h"
 #include "platform/Dialogs.h"
+#include "platform/FileNameText.h"
 #include "platform/Preferences.h"
 
 namespace ostinel {
@@ -22,7 +22,11 @@ namespace fs = std::filesystem;
 namespace {
 constexpr std::size_t maxRecentShows = 10;
 
-bool fileExists(const std::string& path) { return QFileInfo::exists(QString::fromStdString(path)); }
+// By the path's bytes: a name that isn't UTF-8 would not survive a QString.
+bool fileExists(const std::string& path) {
+    std::error_code ignored;
+    return fs::exists(path, ignored);
+}
 
 std::string joined(const std::vector<std::string>& lines) {
     std::string text;
@@ -34,6 +38,7 @@ std::string suggestedName(const Show& show) { return show.name.empty() ? "Untitl
 } // namespace
 
 void AppState::startLifecycle() {
+    setAutosaveExecutor({});
     if (auto interval = preferences_.doubleValue("autosaveInterval")) autosaveInterval_ = *interval;
     // Shows deleted or moved since the last run leave the list quietly.
     for (const auto& stored : preferences_.stringListValue("recentShowURLs").value_or(std::vector<std::string>{})) {
@@ -67,7 +72,7 @@ bool AppState::confirmDiscardingChanges(const std::string& text) {
     switch (dialogs_.alert({"Save Show?", text, {"Save", "Don't Save", "Cancel"}})) {
     case 0: return saveShow(); // a failed or cancelled save keeps the show
     case 1: return true;
-    default: return false;
+    default: return false; // Cancel, or closed without an answer
     }
 }
 
@@ -224,7 +229,8 @@ void AppState::consolidateMedia(const FileUrl& folder) {
         }
         auto copied = copies.find(t.url.path());
         if (copied == copies.end()) {
-            const std::string name = ProjectMedia::availableName(t.url.fileName(), taken);
+            // The copy is named in text, so its relative path can be saved as it is.
+            const std::string name = ProjectMedia::availableName(fileNameText(t.url.fileName()), taken);
             const FileUrl target = FileUrl::fromPath((media / name).string());
             std::error_code error;
             if (!fs::copy_file(t.url.path(), target.path(), error)) {
@@ -276,24 +282,6 @@ void AppState::addRecent(const FileUrl& url) {
     setRecentShowURLs(std::move(recent));
 }
 
-void AppState::autosave() {
-    // Nobody to tell in the middle of a show: every failure is silent and the
-    // next tick tries again.
-    if (!isDirty_ || show_.tracks.empty()) return;
-    std::error_code ignored;
-    fs::create_directories(fs::path(paths_.recoveryFile).parent_path(), ignored);
-    if (ShowFile::write(showForDisk(), paths_.recoveryFile, ShowFile::Flavour::compact)) return;
-    if (currentFileURL_)
-        preferences_.setValue("autosaveOriginalPath", currentFileURL_->path());
-    else
-        preferences_.remove("autosaveOriginalPath");
-}
-
-void AppState::deleteAutosave() {
-    std::error_code ignored;
-    fs::remove(paths_.recoveryFile, ignored);
-}
-
 void AppState::offerRecoveryIfAvailable() {
     // Clean saves, opens, new shows and normal quits delete the file: if it is
     // there, the last run ended with unsaved changes.
@@ -302,10 +290,10 @@ void AppState::offerRecoveryIfAvailable() {
         {"Restore Unsaved Show?",
          "Ostinel closed unexpectedly with unsaved changes. Do you want to restore the recovered show?",
          {"Restore", "Discard"}});
-    if (answer != 0) {
-        deleteAutosave();
-        return;
-    }
+    // Only Discard lets the file go: an alert closed without an answer keeps
+    // it for the next launch.
+    if (answer == 1) deleteAutosave();
+    if (answer != 0) return;
     auto show = ShowFile::read(paths_.recoveryFile);
     if (!show) {
         dialogs_.alert({"Could not restore the recovered show.", show.error().message, {"OK"}});

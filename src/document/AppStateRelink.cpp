@@ -2,8 +2,6 @@
 
 #include "document/AppState.h"
 
-#include <QFileInfo>
-
 #include <filesystem>
 
 #include "document/Relink.h"
@@ -58,7 +56,8 @@ void AppState::relinkAll(const FileUrl& folder) {
     std::vector<std::size_t> missing;
     std::vector<FileUrl> missingURLs;
     for (std::size_t i = 0; i < show_.tracks.size(); ++i) {
-        if (QFileInfo::exists(QString::fromStdString(show_.tracks[i].url.path()))) continue;
+        std::error_code ignored; // by the path's bytes, which need not be UTF-8
+        if (std::filesystem::exists(show_.tracks[i].url.path(), ignored)) continue;
         missing.push_back(i);
         missingURLs.push_back(show_.tracks[i].url);
     }

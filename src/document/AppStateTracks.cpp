@@ -9,7 +9,7 @@ namespace ostinel {
 
 void AppState::duplicateTrack(const Uuid& trackID) {
     auto i = show_.indexOfTrack(trackID);
-    if (i < 0) return;
+    if (i < 0 || refusedInShowMode("duplicate")) return;
     // Inner items keep their ids: those are unique only within a track.
     Track copy = show_.tracks[std::size_t(i)];
     copy.id = Uuid::random();
@@ -35,7 +35,7 @@ void AppState::removeMappingKeys(Cow<std::map<std::string, V>> Show::*mappings, 
 }
 
 void AppState::removeTracks(const std::set<Uuid>& trackIDs) {
-    if (trackIDs.empty()) return;
+    if (trackIDs.empty() || refusedInShowMode("remove")) return;
     Show s = show_;
     s.tracks.eraseIf([&](const Track& t) { return trackIDs.contains(t.id); });
     setShow(std::move(s));

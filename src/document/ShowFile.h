@@ -20,8 +20,8 @@ enum class Flavour {
     compact, // the autosave file: no whitespace
 };
 
-// Fails, naming the field, on a number JSON cannot hold (NaN, infinity) or
-// text that is not UTF-8.
+// Fails, naming the field, on a number JSON cannot hold (NaN, infinity).
+// Bytes of text that are not UTF-8 are written as U+FFFD.
 Expected<std::string> encode(const Show& show, Flavour flavour);
 
 // Tolerant of missing keys and nulls, strict about types and enumeration

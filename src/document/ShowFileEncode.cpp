@@ -15,35 +15,6 @@ namespace showfile {
 
 namespace {
 
-// Linux file names need not be UTF-8, and a cue's name often comes from one;
-// JSON text must be, so such a string fails the save by name rather than
-// deep inside the serializer.
-bool isValidUtf8(std::string_view s) {
-    std::size_t i = 0;
-    while (i < s.size()) {
-        auto c = static_cast<unsigned char>(s[i]);
-        std::size_t extra;
-        char32_t cp;
-        if (c < 0x80) { ++i; continue; }
-        if (c >= 0xC2 && c <= 0xDF) { extra = 1; cp = c & 0x1F; }
-        else if (c >= 0xE0 && c <= 0xEF) { extra = 2; cp = c & 0x0F; }
-        else if (c >= 0xF0 && c <= 0xF4) { extra = 3; cp = c & 0x07; }
-        else return false;
-        if (s.size() - i <= extra) return false;
-        for (std::size_t k = 1; k <= extra; ++k) {
-            auto cc = static_cast<unsigned char>(s[i + k]);
-            if ((cc & 0xC0) != 0x80) return false;
-            cp = (cp << 6) | (cc & 0x3F);
-        }
-        // Overlong forms, surrogates and values past U+10FFFF.
-        if ((extra == 2 && cp < 0x800) || (extra == 3 && (cp < 0x10000 || cp > 0x10FFFF)) ||
-            (cp >= 0xD800 && cp <= 0xDFFF))
-            return false;
-        i += extra + 1;
-    }
-    return true;
-}
-
 Json encodeValue(bool v, const Path&) { return v; }
 Json encodeValue(std::int64_t v, const Path&) { return v; }
 Json encodeValue(const Uuid& v, const Path&) { return v.toString(); }
@@ -56,10 +27,7 @@ Json encodeValue(double v, const Path& at) {
     return v;
 }
 
-Json encodeValue(const std::string& v, const Path& at) {
-    if (!isValidUtf8(v)) throw FormatError(at, "text is not valid UTF-8");
-    return v;
-}
+Json encodeValue(const std::string& v, const Path&) { return v; }
 
 template <class E>
     requires std::is_enum_v<E>
@@ -93,9 +61,7 @@ template <class V>
 Json encodeValue(const Cow<std::map<std::string, V>>& map, const Path& at) {
     Json object = Json::object();
     for (const auto& [key, value] : *map) {
-        Path keyPath = Path::mapKey(at, key);
-        if (!isValidUtf8(key)) throw FormatError(keyPath, "key is not valid UTF-8");
-        object[key] = encodeValue(value, keyPath);
+        object[key] = encodeValue(value, Path::mapKey(at, key));
     }
     return object;
 }
@@ -151,7 +117,11 @@ Expected<std::string> ShowFile::encode(const Show& show, Flavour flavour) {
     try {
         // nlohmann keeps objects in std::map, so keys come out sorted at every level.
         auto json = showfile::encodeValue(show, showfile::Path());
-        return showfile::escapeSlashes(flavour == Flavour::pretty ? json.dump(2) : json.dump());
+        // Text that is not UTF-8 (a name taken from a Linux file name, say)
+        // is written with U+FFFD for each bad byte: a save never fails on a name.
+        constexpr auto replace = showfile::Json::error_handler_t::replace;
+        return showfile::escapeSlashes(flavour == Flavour::pretty ? json.dump(2, ' ', false, replace)
+                                                                  : json.dump(-1, ' ', false, replace));
     } catch (const showfile::FormatError& e) {
         return Error{e.what()};
     }

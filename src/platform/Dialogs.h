@@ -16,6 +16,7 @@ struct OpenPanelRequest {
     std::string message;
     std::vector<std::string> extensions; // empty: any file
     bool allowsMultipleSelection = false;
+    // Both: one panel whose answer is either a file or a folder.
     bool canChooseFiles = true;
     bool canChooseDirectories = false;
 };
@@ -32,7 +33,12 @@ struct SavePanelRequest {
 class Dialogs {
 public:
     virtual ~Dialogs() = default;
-    // The index of the button pressed.
+    // An alert closed without pressing a button (Escape, the window's close
+    // button). Callers take it as their safe choice: nothing deleted, nothing
+    // replaced.
+    static constexpr int noAnswer = -1;
+
+    // The index of the button pressed, or noAnswer.
     virtual int alert(const AlertRequest& request) = 0;
     // Chosen paths; empty when cancelled.
     virtual std::vector<std::string> openPanel(const OpenPanelRequest& request) = 0;

@@ -26,6 +26,7 @@ protected:
     void makeDirty() {
         rig.app->state().editTrack(rig.app->state().show().tracks[0].id, [](Track& t) { t.name = "Renamed"; });
         rig.app->state().autosave();
+        rig.app->state().waitForAutosave();
         ASSERT_TRUE(rig.app->state().isDirty());
         ASSERT_TRUE(fs::exists(rig.recoveryFile()));
     }

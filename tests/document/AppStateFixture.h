@@ -28,10 +28,14 @@ struct AppStateFixture : ::testing::Test {
     AppState state{loop, preferences, dialogs, AppPaths::under(appFolder.path().string())};
     std::vector<std::vector<FileUrl>> prerendered;
     std::vector<std::set<Uuid>> reloaded;
+    std::vector<std::string> notices;
 
     AppStateFixture() {
         state.prerenderHook = [this](const std::vector<FileUrl>& urls) { prerendered.push_back(urls); };
         state.relinkedHook = [this](const std::set<Uuid>& ids) { reloaded.push_back(ids); };
+        state.noticeHook = [this](const std::string& text) { notices.push_back(text); };
+        // Autosaves written at once, so virtual time alone decides when.
+        state.setAutosaveExecutor([](const std::function<void()>& task) { task(); });
     }
 
     // An untrimmed 60-second track, as an edit.

@@ -145,3 +145,24 @@ TEST_F(AppStateTimeline, ReadableFilesGoInTogetherAndTheOthersAreNamed) {
     EXPECT_EQ(names(), (std::vector<std::string>{"x", "late"}));
     EXPECT_EQ(state.selectedTrackID(), at(0).id) << "with none selected, the first added";
 }
+
+TEST_F(AppStateTimeline, InShowModeTheRunningOrderIsRefusedWithANoticeAndNoPanel) {
+    state.setMode(AppMode::show);
+    const Show before = state.show();
+    dialogs.openAnswers.push_back({tone("x.wav", 1).path()});
+    EXPECT_FALSE(state.addTracksPanel());
+    EXPECT_TRUE(dialogs.openPanels.empty());
+    state.addTracks({tone("dropped.wav", 1)}, 1);
+    state.duplicateTrack(ids[1]);
+    state.removeTracks({ids[2]});
+    EXPECT_EQ(state.show(), before);
+    EXPECT_FALSE(state.isDirty());
+    EXPECT_EQ(notices, (std::vector<std::string>{"Can't add cues in Show mode — switch to Edit mode first.",
+                                                 "Can't add cues in Show mode — switch to Edit mode first.",
+                                                 "Can't duplicate cues in Show mode — switch to Edit mode first.",
+                                                 "Can't remove cues in Show mode — switch to Edit mode first."}));
+
+    state.setMode(AppMode::edit);
+    EXPECT_TRUE(state.addTracksPanel());
+    EXPECT_EQ(state.show().tracks.size(), 4u);
+}

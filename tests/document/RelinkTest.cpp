@@ -82,7 +82,7 @@ TEST_F(Relinking, RelinkTrackAsksBeforeTakingAFileOfAnotherNameAndEveryOutcomeIs
     state.relinkTrack(ids[0]); // the alert unanswered: Cancel
     EXPECT_EQ(dialogs.openPanels.at(0).message,
               "Locate the audio file for \"kick\" — or choose a folder to relink all missing files at once");
-    EXPECT_TRUE(dialogs.openPanels[0].canChooseDirectories);
+    EXPECT_TRUE(dialogs.openPanels[0].canChooseDirectories && dialogs.openPanels[0].canChooseFiles);
     EXPECT_EQ(lastAlert().message, "Different file selected");
     EXPECT_EQ(lastAlert().informativeText, "The selected file \"other.wav\" has a different name than the missing "
                                            "file \"kick.wav\". Use it anyway?");

@@ -147,10 +147,28 @@ TEST(ShowFile, UnwritableValuesFailTheEncodeNamingTheField) {
     show.tracks.edit(0).loops.edit(0).fadeOutSeconds = -std::numeric_limits<double>::infinity();
     EXPECT_EQ(ShowFile::encode(show, ShowFile::Flavour::pretty).error().message,
               "tracks[0].loops[0].fadeOutSeconds: infinity cannot be written to a show file");
-    show = test::richShow();
-    show.tracks.edit(0).timelineNotes.edit(0).body = "caf\xE9";
-    EXPECT_EQ(ShowFile::encode(show, ShowFile::Flavour::pretty).error().message,
-              "tracks[0].timelineNotes[0].body: text is not valid UTF-8");
+}
+
+TEST(ShowFile, TextThatIsNotUtf8IsWrittenWithReplacementsAndPathsKeepTheirBytes) {
+    Show show = test::richShow();
+    const std::string path = "/media/caf\xE9 \xFF/na\xC3\xAFve \x80.wav";
+    show.name = "Gig \xC3";
+    show.oscTriggerHost = "host\xFE";
+    show.tracks.edit(0).name = "caf\xE9";
+    show.tracks.edit(0).url = FileUrl::fromPath(path);
+    show.tracks.edit(0).timelineNotes.edit(0).body = "\xF0\x9F\x8E";
+    show.numberMappings.edit()["bad\xFF"] = 3;
+    for (auto flavour : {ShowFile::Flavour::pretty, ShowFile::Flavour::compact}) {
+        auto text = ShowFile::encode(show, flavour);
+        ASSERT_TRUE(text) << text.error().message;
+        const Show back = *ShowFile::decode(*text);
+        EXPECT_EQ(back.name, "Gig \uFFFD");
+        EXPECT_EQ(back.oscTriggerHost, "host\uFFFD");
+        EXPECT_EQ(back.tracks[0].name, "caf\uFFFD");
+        EXPECT_EQ(back.tracks[0].timelineNotes[0].body.substr(0, 3), "\uFFFD");
+        EXPECT_EQ(back.numberMappings->count("bad\uFFFD"), 1u);
+        EXPECT_EQ(back.tracks[0].url.path(), path) << "a URL escapes every byte and reads back exactly";
+    }
 }
 
 TEST(ShowFile, ReadsAndWritesFilesWithTheSystemsReason) {

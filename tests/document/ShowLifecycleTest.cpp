@@ -241,3 +241,23 @@ TEST_F(ShowLifecycle, RecentShowsKeepTenNewestFirstAndTheNextRunReadsThemWithThe
     next.openLastShowIfRequested();
     EXPECT_EQ(next.currentFileURL(), shows[10]);
 }
+
+TEST_F(ShowLifecycle, AFileNameThatIsNotUtf8NamesTheCueInTextAndTheShowSavesAndReopensOnIt) {
+    const FileUrl raw = tone("caf\xE9 \xFF.wav");
+    state.addTracks({raw});
+    ASSERT_EQ(state.show().tracks.size(), 1u);
+    EXPECT_EQ(state.show().tracks[0].name, "caf\uFFFD \uFFFD");
+    loop.advance(30);
+    EXPECT_TRUE(ShowFile::read(recovery())) << "the autosave too";
+    ASSERT_TRUE(saveAs("gig.ot"));
+    ASSERT_TRUE(state.loadShow(file("gig.ot")));
+    EXPECT_EQ(state.show().tracks[0].url, raw) << "the file keeps its bytes";
+
+    dialogs.saveAnswers = {dir.file("Project")};
+    ASSERT_TRUE(state.saveShowAsProject());
+    const Track copied = state.show().tracks[0];
+    EXPECT_EQ(copied.relativePath, "Media/caf\uFFFD \uFFFD.wav") << "the copy is named in text";
+    EXPECT_TRUE(fs::exists(copied.url.path()));
+    ASSERT_TRUE(state.loadShow(file("Project/Project.ot")));
+    EXPECT_EQ(state.show().tracks[0].url, copied.url);
+}

@@ -7,6 +7,7 @@
 
 #include "platform/ManualMainLoop.h"
 #include "platform/QtMainLoop.h"
+#include "support/QtTestApp.h"
 
 using namespace ostinel;
 
@@ -42,8 +43,7 @@ TEST(ManualMainLoop, FiresTimersInDeadlineOrderAtTheirOwnTimeEvenWhenMadeOrCance
 }
 
 TEST(QtMainLoop, RunsTimersAndPostedWorkOnTheEventLoop) {
-    int argc = 0;
-    QCoreApplication app(argc, nullptr);
+    QCoreApplication& app = *QCoreApplication::instance(); // the program's own, from QtTestApp
     QtMainLoop loop;
     std::vector<int> order;
     loop.post([&] { order.push_back(1); });

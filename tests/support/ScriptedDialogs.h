@@ -14,6 +14,9 @@ namespace ostinel::test {
 // panel with none is cancelled.
 class ScriptedDialogs final : public Dialogs {
 public:
+    // The scripted answer of an alert closed without a choice.
+    static constexpr const char* closed = "(closed)";
+
     std::deque<std::string> alertAnswers;               // button titles, in order
     std::deque<std::vector<std::string>> openAnswers;   // chosen paths
     std::deque<std::optional<std::string>> saveAnswers; // chosen path or cancel
@@ -26,6 +29,7 @@ public:
         alerts.push_back(request);
         if (alertAnswers.empty()) return int(request.buttons.size()) - 1;
         const std::string answer = next(alertAnswers);
+        if (answer == closed) return noAnswer;
         for (std::size_t i = 0; i < request.buttons.size(); ++i)
             if (request.buttons[i] == answer) return int(i);
         throw std::logic_error("scripted answer \"" + answer + "\" is not a button of \"" + request.message + "\"");
