@@ -5,41 +5,21 @@
 
 #include <benchmark/benchmark.h>
 
+#include "LargeShow.h"
+
 #include <QTemporaryDir>
 
 #include "document/AppState.h"
-#include "platform/Dialogs.h"
 #include "platform/ManualMainLoop.h"
 #include "platform/MemoryPreferences.h"
 
 using namespace ostinel;
+using bench::largeShow;
+using bench::NoDialogs;
 
 namespace {
 
-struct NoDialogs final : Dialogs {
-    int alert(const AlertRequest&) override { return noAnswer; }
-    std::vector<std::string> openPanel(const OpenPanelRequest&) override { return {}; }
-    std::optional<std::string> savePanel(const SavePanelRequest&) override { return std::nullopt; }
-};
-
 constexpr int trackCount = 2000;
-
-// The show of bench_show_edit: 20 loops and 50 MIDI triggers a cue.
-Show largeShow() {
-    Show show;
-    for (int i = 0; i < trackCount; ++i) {
-        Track t;
-        t.name = "Cue " + std::to_string(i + 1);
-        t.url = FileUrl::fromPath("/media/cue" + std::to_string(i + 1) + ".wav");
-        t.duration = t.endSeconds = 300;
-        for (int k = 0; k < 20; ++k)
-            t.loops.push_back(Loop{.name = "Loop", .startSeconds = k * 10.0, .endSeconds = k * 10.0 + 5.0});
-        for (int k = 0; k < 50; ++k)
-            t.midiTriggers.push_back(MidiTrigger{.name = "Trigger", .timeSeconds = k * 5.0 + 1.0});
-        show.tracks.push_back(std::move(t));
-    }
-    return show;
-}
 
 struct Fixture {
     QTemporaryDir dir;
@@ -52,7 +32,7 @@ struct Fixture {
     NoDialogs dialogs;
     AppState state{loop, preferences, dialogs, AppPaths::under(dir.path().toStdString())};
 
-    Fixture() { state.setShow(largeShow()); } // dirty, so every call writes
+    Fixture() { state.setShow(largeShow(trackCount)); } // dirty, so every call writes
     ~Fixture() {
         state.waitForAutosave();
         loop.runPosted();

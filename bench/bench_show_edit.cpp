@@ -4,47 +4,19 @@
 
 #include <benchmark/benchmark.h>
 
+#include "LargeShow.h"
+
 #include "document/AppState.h"
-#include "platform/Dialogs.h"
 #include "platform/ManualMainLoop.h"
 #include "platform/MemoryPreferences.h"
 
 using namespace ostinel;
+using bench::largeShow;
+using bench::NoDialogs;
 
 namespace {
 
-struct NoDialogs final : Dialogs {
-    int alert(const AlertRequest&) override { return 0; }
-    std::vector<std::string> openPanel(const OpenPanelRequest&) override { return {}; }
-    std::optional<std::string> savePanel(const SavePanelRequest&) override { return std::nullopt; }
-};
-
 constexpr int trackCount = 2000;
-
-Show largeShow() {
-    Show show;
-    for (int i = 0; i < trackCount; ++i) {
-        Track t;
-        t.name = "Cue " + std::to_string(i + 1);
-        t.url = FileUrl::fromPath("/media/cue" + std::to_string(i + 1) + ".wav");
-        t.duration = t.endSeconds = 300;
-        for (int k = 0; k < 20; ++k) {
-            Loop l;
-            l.name = "Loop " + std::to_string(k + 1);
-            l.startSeconds = k * 10.0;
-            l.endSeconds = k * 10.0 + 5.0;
-            t.loops.push_back(l);
-        }
-        for (int k = 0; k < 50; ++k) {
-            MidiTrigger m;
-            m.name = "Trigger " + std::to_string(k + 1);
-            m.timeSeconds = k * 5.0 + 1.0;
-            t.midiTriggers.push_back(m);
-        }
-        show.tracks.push_back(std::move(t));
-    }
-    return show;
-}
 
 struct Fixture {
     ManualMainLoop loop;
@@ -60,7 +32,7 @@ struct Fixture {
     Uuid trackID, loopID;
 
     Fixture() {
-        state.setShow(largeShow());
+        state.setShow(largeShow(trackCount));
         const Track& t = state.show().tracks[trackCount / 2];
         trackID = t.id;
         loopID = t.loops[10].id;

@@ -14,7 +14,7 @@ for target in "$build"/fuzz/fuzz_*; do
   cp -r "$here/corpus/$name/." "$work/"
   echo "== fuzz_$name for ${seconds}s"
   "$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 -print_final_stats=1 \
-    -artifact_prefix="$build/fuzz/$name-" "$work" 2>&1 | tail -n 12
+    -artifact_prefix="$build/fuzz/$name-" "$work" 2>&1 | tail -n 40
   rm -rf "$work"
   trap - EXIT
 done

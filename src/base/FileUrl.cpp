@@ -52,6 +52,7 @@ bool startsWithNoCase(std::string_view s, std::string_view prefix) {
 } // namespace
 
 FileUrl FileUrl::fromString(std::string_view text) {
+    std::string path(text);
     if (startsWithNoCase(text, "file:")) {
         std::string_view rest = text.substr(5);
         if (rest.starts_with("//")) {
@@ -60,9 +61,12 @@ FileUrl FileUrl::fromString(std::string_view text) {
             auto slash = rest.find('/');
             rest = slash == std::string_view::npos ? std::string_view("/") : rest.substr(slash);
         }
-        return fromPath(percentDecode(rest));
+        path = percentDecode(rest);
     }
-    return fromPath(std::string(text));
+    // A URL names an absolute path: a relative one would be written back with
+    // its first folder in the host's place, and read again without it.
+    if (!path.starts_with('/')) path.insert(path.begin(), '/');
+    return fromPath(std::move(path));
 }
 
 std::string FileUrl::toString() const {

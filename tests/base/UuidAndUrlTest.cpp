@@ -36,3 +36,12 @@ TEST(FileUrl, RoundTripsPathsWithSpacesAndUnicode) {
     EXPECT_EQ(url.extension(), "wav");
     EXPECT_EQ(FileUrl::fromPath("/a/kick").extension(), "");
 }
+
+TEST(FileUrl, TextThatIsNoAbsoluteUrlReadsAsAnAbsolutePathAndReadsTheSameAfterAWrite) {
+    for (const char* text : {"Media/kick.wav", "file:Media/kick.wav", "kick.wav", ""}) {
+        const FileUrl url = FileUrl::fromString(text);
+        EXPECT_TRUE(url.path().starts_with('/')) << text;
+        EXPECT_EQ(FileUrl::fromString(url.toString()), url) << text;
+    }
+    EXPECT_EQ(FileUrl::fromString("Media/kick.wav").path(), "/Media/kick.wav");
+}
