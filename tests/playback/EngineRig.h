@@ -92,6 +92,12 @@ public:
         if (std::fabs(right[k] / unity() - probeRight) > 1e-6f) return std::nullopt;
         return std::llround(double(left[k]) / unity() * frameScale) - 1;
     }
+    // The first output frame from `from` that carries file frame `frame`, or -1.
+    std::int64_t heardAt(std::int64_t frame, std::size_t from = 0) const {
+        for (std::size_t k = from; k < right.size(); ++k)
+            if (fileFrame(k) == frame) return std::int64_t(k);
+        return -1;
+    }
     // The first frame that isn't silent: where the cue's audio begins.
     std::size_t firstSound(std::size_t from = 0) const {
         while (from < right.size() && right[from] == 0.0f) ++from;
@@ -139,6 +145,14 @@ public:
                 return std::int64_t(i);
         }
         return -1;
+    }
+
+    // The whole run, from the first sound, is `expected`, then silence and the end.
+    void expectWholeRun(const Expected& expected) const {
+        const auto start = firstSound();
+        EXPECT_EQ(firstMismatch(expected, start), -1);
+        EXPECT_TRUE(silentFrom(start + expected.left.size()));
+        expectEndAfterLastSample(std::int64_t(expected.left.size()));
     }
 
     static Loop loopOf(double start, double end, std::optional<std::int64_t> playCount) {

@@ -88,11 +88,11 @@ TEST(PlaybackEngineOutput, ANewSystemDefaultDuringACueTakesTheCueOnFromWhereItWa
     rig.audio.addDevice({"hdmi", "HDMI", 2});
     rig.loop.runPosted();
     rig.run(0.3);
-    std::size_t k = std::size_t(switchedAt);
-    while (k < rig.right.size() && rig.fileFrame(k) != 24000) ++k;
+    const auto k = rig.heardAt(24000, std::size_t(switchedAt));
+    ASSERT_GE(k, 0);
     EngineRig::Expected expected;
     expected.play(24000, 47000);
-    EXPECT_EQ(rig.firstMismatch(expected, k), -1);
+    EXPECT_EQ(rig.firstMismatch(expected, std::size_t(k)), -1);
 }
 
 TEST(PlaybackEngineOutput, ADeviceAtZeroHertzKeepsTheChainAsItWasAndTheCueGoesOn) {
