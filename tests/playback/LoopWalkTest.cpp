@@ -73,7 +73,9 @@ TEST(LoopWalk, UnattendedWalksQueueExactlyTheseSegments) {
         EXPECT_TRUE(!c.cue || !w.cueLoop());
         for (const Expect& e : c.steps) {
             const auto id = e.loop < 0 ? std::nullopt : std::optional(c.loops[std::size_t(e.loop)].id);
-            if (e.afterBridge) EXPECT_EQ(w.next(fiveMs), LoopWalk::Step(Bridge{c.loops[std::size_t(e.loop)], 0.005}));
+            if (e.afterBridge) {
+                EXPECT_EQ(w.next(fiveMs), LoopWalk::Step(Bridge{c.loops[std::size_t(e.loop)], 0.005}));
+            }
             EXPECT_EQ(segmentOf(w.next(c.bridged ? fiveMs : noBridge)), (Segment{e.start, e.end, id, e.isFinal}));
         }
         EXPECT_FALSE(w.next(fiveMs));
