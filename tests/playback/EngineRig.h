@@ -68,6 +68,12 @@ public:
         return *engine;
     }
 
+    // Loads the track and plays it for `seconds`.
+    PlaybackEngine& playFor(double seconds) {
+        load().play();
+        run(seconds);
+        return *engine;
+    }
     void run(double seconds) {
         const auto frames = std::int64_t(std::llround(seconds * rate));
         for (std::int64_t done = 0; done < frames; done += period) {

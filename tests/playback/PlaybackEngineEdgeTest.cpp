@@ -98,9 +98,7 @@ TEST_F(PreRoll, ASeekStartsTheAudioAtOnceAndThePreRollsEndStartsItAgainFromThere
 
 TEST(PlaybackEngineEdges, ALoadDuringAnEscFadeEndsItAndItsClosureNeverRuns) {
     EngineRig rig(3.0);
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(0.5);
+    auto& engine = rig.playFor(0.5);
     int calls = 0;
     engine.fadeOutAndStop(2.0, [&] { ++calls; });
     rig.run(0.5);

@@ -142,9 +142,7 @@ TEST(PlaybackEngineLevels, APauseKeepsTheDuckAndAPlayClearsIt) {
 
 TEST(PlaybackEngineLevels, TheEscFadeIsLinearInAmplitudeAndEndsWithStopHereThenTheClosure) {
     EngineRig rig(3.0);
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(0.5);
+    auto& engine = rig.playFor(0.5);
 
     int firstCalls = 0;
     engine.fadeOutAndStop(2.0, [&] { ++firstCalls; });
@@ -185,9 +183,7 @@ TEST(PlaybackEngineLevels, TheEscFadeIsLinearInAmplitudeAndEndsWithStopHereThenT
 
 TEST(PlaybackEngineLevels, AnEscFadeOfNoLengthStopsAtOnceAndCallsBackBeforeReturning) {
     EngineRig rig(3.0);
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(0.5);
+    auto& engine = rig.playFor(0.5);
     int calls = 0;
     engine.fadeOutAndStop(0.0, [&] { ++calls; });
     EXPECT_EQ(calls, 1);

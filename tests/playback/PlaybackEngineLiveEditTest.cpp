@@ -16,9 +16,7 @@ struct OutPointMoved {
     std::size_t start = 0;
     OutPointMoved(double outPoint, double after, double movedTo) {
         rig.track.endSeconds = outPoint;
-        auto& engine = rig.load();
-        engine.play();
-        rig.run(after);
+        auto& engine = rig.playFor(after);
         const double heard = engine.currentTime();
         const auto epoch = engine.positionEpoch();
         auto bounds = PlaybackEngine::Bounds::of(rig.track);
@@ -110,9 +108,7 @@ TEST(LiveEditsLoops, ADisabledLoopPlaysTheOwedPassThenGoesOnToTheEnd) {
 
 TEST(LiveEditsBounds, AnInPointMovedPastThePlayheadLeavesItAndTheAudioWhereTheyAre) {
     EngineRig rig(3.0);
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(0.5);
+    auto& engine = rig.playFor(0.5);
     const double heard = engine.currentTime();
     const auto epoch = engine.positionEpoch();
     engine.setBounds(1.0, 3.0);

@@ -70,9 +70,7 @@ TEST(PlaybackEngineOutput, ADeviceLostDuringACueFallsBackWithoutLosingItsPlaceAn
 
 TEST(PlaybackEngineOutput, ANewSystemDefaultDuringACueTakesTheCueOnFromWhereItWas) {
     EngineRig rig(2.0);
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(0.5);
+    auto& engine = rig.playFor(0.5);
     rig.audio.addDevice({"hdmi", "HDMI", 2});
     rig.audio.setDefaultDevice("hdmi");
     rig.loop.runPosted();
@@ -98,9 +96,7 @@ TEST(PlaybackEngineOutput, ANewSystemDefaultDuringACueTakesTheCueOnFromWhereItWa
 TEST(PlaybackEngineOutput, ADeviceAtZeroHertzKeepsTheChainAsItWasAndTheCueGoesOn) {
     EngineRig rig(2.0);
     rig.audio.addDevice({"zero", "Not Ready", 2}, 0.0);
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(0.25);
+    auto& engine = rig.playFor(0.25);
     engine.setOutputDeviceUID(std::string("zero"));
     EXPECT_EQ(rig.audio.currentDeviceUID(), "zero");
     rig.run(0.25);

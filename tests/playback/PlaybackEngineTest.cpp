@@ -21,9 +21,7 @@ EngineRig::Expected threePassesOfOneToOneAndAHalf() {
 TEST(PlaybackEngineLoops, PlayCountThreeRepeatsExactlyWithBridgedSeamsAndEndsAfterTheLastSample) {
     EngineRig rig(3.0);
     rig.track.loops = {EngineRig::loopOf(1.0, 1.5, 3)};
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(4.2);
+    rig.playFor(4.2);
     rig.expectWholeRun(threePassesOfOneToOneAndAHalf());
 }
 
@@ -31,9 +29,7 @@ TEST(PlaybackEngineLoops, GoLeavesAfterThePassThatIsPlayingAndTheDisplayFollows)
     EngineRig rig(3.0);
     rig.track.loops = {EngineRig::loopOf(1.0, 1.5, std::nullopt)};
     const Uuid loopID = rig.track.loops[0].id;
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(2.1); // 100 ms into the third pass
+    auto& engine = rig.playFor(2.1); // 100 ms into the third pass
     EXPECT_EQ(engine.activeLoopID(), loopID);
     EXPECT_FALSE(engine.loopExiting());
     // Inside the loop the display never runs past its end.
@@ -53,9 +49,7 @@ TEST(PlaybackEngineLoops, TheCueLoopIsHeardOutAfterItsExitBeforeTheEnd) {
     EngineRig rig(3.0);
     rig.track.endSeconds = 0.5;
     rig.track.loopCue = true;
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(1.2);
+    auto& engine = rig.playFor(1.2);
     EXPECT_EQ(engine.activeLoopID(), Loop::cueLoopID);
     engine.requestLoopExit();
     EXPECT_TRUE(engine.cueLoopExiting());
@@ -76,9 +70,7 @@ TEST(PlaybackEngineTriggers, FireOncePerPassFromWhatWasHeardAndNeverForSkippedAu
                               MidiTrigger{.name = "after", .timeSeconds = 2.0}};
     rig.track.oscTriggers = {OSCTrigger{.name = "skipped", .timeSeconds = 2.6},
                              OSCTrigger{.name = "landed", .timeSeconds = 2.95}};
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(3.1); // file time 2.1 after three passes of 0.5 s
+    auto& engine = rig.playFor(3.1); // file time 2.1 after three passes of 0.5 s
     engine.seek(2.9);
     rig.run(0.5);
 
