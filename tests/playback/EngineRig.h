@@ -133,6 +133,12 @@ public:
     static float probeAt(std::int64_t frame, int channel) { return channel == 0 ? probeLeft(frame) : probeRight; }
     // The output the walk should give, in file frames and bridges.
     struct Expected : Stereo {
+        // File frames `from` to `to`, played straight.
+        static Expected of(std::int64_t from, std::int64_t to) {
+            Expected e;
+            e.play(from, to);
+            return e;
+        }
         void play(std::int64_t from, std::int64_t to) { appendRamp(*this, from, to, 1, probeAt); }
         // A seam from `loopEnd` back to `loopStart`, and the rest of the pass.
         void seam(std::int64_t loopStart, std::int64_t loopEnd) {

@@ -28,26 +28,21 @@ struct OutPointMoved {
         rig.run(3.0 - after);
         start = rig.firstSound();
     }
-    void expectHeardTo(std::int64_t lastFrame) const {
-        EngineRig::Expected expected;
-        expected.play(0, lastFrame);
-        rig.expectWholeRun(expected);
-    }
 };
 
 TEST(LiveEditsOutPoint, MovedEarlierWhilePlayingEndsTheQueuedAudioThere) {
     OutPointMoved moved(2.5, 0.2, 1.0);
-    moved.expectHeardTo(48000);
+    moved.rig.expectWholeRun(EngineRig::Expected::of(0, 48000));
 }
 
 TEST(LiveEditsOutPoint, MovedEarlierToJustAheadOfThePlayheadEndsThere) {
     OutPointMoved moved(2.5, 0.9, 1.0); // already decoded ahead of the playhead
-    moved.expectHeardTo(48000);
+    moved.rig.expectWholeRun(EngineRig::Expected::of(0, 48000));
 }
 
 TEST(LiveEditsOutPoint, MovedLaterWhilePlayingGoesOnWithoutAGap) {
     OutPointMoved moved(1.0, 0.5, 2.0);
-    moved.expectHeardTo(96000);
+    moved.rig.expectWholeRun(EngineRig::Expected::of(0, 96000));
 }
 
 TEST(LiveEditsOutPoint, MovedBehindThePlayheadEndsWhereItIsWithoutReplaying) {
@@ -58,9 +53,7 @@ TEST(LiveEditsOutPoint, MovedBehindThePlayheadEndsWhereItIsWithoutReplaying) {
     const auto heard = std::int64_t(silence - moved.start);
     EXPECT_GE(heard, 72000 - std::int64_t(moved.start));
     EXPECT_LE(heard, 72000 + EngineRig::period);
-    EngineRig::Expected expected;
-    expected.play(0, heard);
-    EXPECT_EQ(rig.firstMismatch(expected, moved.start), -1);
+    EXPECT_EQ(rig.firstMismatch(EngineRig::Expected::of(0, heard), moved.start), -1);
     EXPECT_TRUE(rig.silentFrom(silence));
     ASSERT_TRUE(rig.reachedEndAt);
     EXPECT_LE(*rig.reachedEndAt, 72000 + EngineRig::tickFrames + EngineRig::period);
@@ -115,9 +108,7 @@ TEST(LiveEditsBounds, AnInPointMovedPastThePlayheadLeavesItAndTheAudioWhereTheyA
     EXPECT_EQ(engine.currentTime(), heard);
     EXPECT_EQ(engine.positionEpoch(), epoch);
     rig.run(0.5);
-    EngineRig::Expected expected;
-    expected.play(0, 47000);
-    EXPECT_EQ(rig.firstMismatch(expected, rig.firstSound()), -1);
+    EXPECT_EQ(rig.firstMismatch(EngineRig::Expected::of(0, 47000), rig.firstSound()), -1);
 }
 
 } // namespace

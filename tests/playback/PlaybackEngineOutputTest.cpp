@@ -59,9 +59,7 @@ TEST(PlaybackEngineOutput, ADeviceLostDuringACueFallsBackWithoutLosingItsPlaceAn
     EXPECT_EQ(engine.notice(), disconnected);
     rig.run(1.0);
 
-    EngineRig::Expected expected;
-    expected.play(0, 96000);
-    EXPECT_EQ(rig.firstMismatch(expected, rig.firstSound()), -1);
+    EXPECT_EQ(rig.firstMismatch(EngineRig::Expected::of(0, 96000), rig.firstSound()), -1);
     ASSERT_TRUE(rig.reachedEndAt);
     EXPECT_EQ(engine.outputDeviceUID(), "usb");
     EXPECT_EQ(rig.audio.currentDeviceUID(), "usb");
@@ -88,9 +86,7 @@ TEST(PlaybackEngineOutput, ANewSystemDefaultDuringACueTakesTheCueOnFromWhereItWa
     rig.run(0.3);
     const auto k = rig.heardAt(24000, std::size_t(switchedAt));
     ASSERT_GE(k, 0);
-    EngineRig::Expected expected;
-    expected.play(24000, 47000);
-    EXPECT_EQ(rig.firstMismatch(expected, std::size_t(k)), -1);
+    EXPECT_EQ(rig.firstMismatch(EngineRig::Expected::of(24000, 47000), std::size_t(k)), -1);
 }
 
 TEST(PlaybackEngineOutput, ADeviceAtZeroHertzKeepsTheChainAsItWasAndTheCueGoesOn) {
@@ -111,9 +107,7 @@ TEST(PlaybackEngineOutput, ADeviceAtZeroHertzKeepsTheChainAsItWasAndTheCueGoesOn
     ASSERT_LT(start + 4800, rig.right.size());
     const auto frame = rig.fileFrame(start + 2400);
     ASSERT_TRUE(frame);
-    EngineRig::Expected expected;
-    expected.play(*frame, *frame + 2400);
-    EXPECT_EQ(rig.firstMismatch(expected, start + 2400), -1);
+    EXPECT_EQ(rig.firstMismatch(EngineRig::Expected::of(*frame, *frame + 2400), start + 2400), -1);
 }
 
 // A four-channel and a two-channel device; the pair 3-4 saved for the latter.
