@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <atomic>
 #include <nlohmann/json.hpp>
 
 #include "Eventually.h"
@@ -124,22 +122,9 @@ TEST_F(JackOutput, TheChannelMapRoutesToChannelsThreeAndFourOfAFourPortDevice) {
 }
 
 TEST_F(JackOutput, ADeviceComingAndGoingCallsTheListenerAndGetsItsRoutingBack) {
-    std::mutex mutex;
-    std::condition_variable changed;
-    int calls = 0;
-    audio->setDeviceListener([&] {
-        std::lock_guard lock(mutex);
-        ++calls;
-        changed.notify_all();
-    });
-    auto callsSoFar = [&] {
-        std::lock_guard lock(mutex);
-        return calls;
-    };
-    auto waitPast = [&](int seen) {
-        std::unique_lock lock(mutex);
-        return changed.wait_for(lock, std::chrono::seconds(5), [&] { return calls > seen; });
-    };
+    std::atomic<int> calls{0};
+    audio->setDeviceListener([&] { ++calls; });
+    auto waitPast = [&](int seen) { return eventually([&] { return calls.load() > seen; }); };
     auto listed = [&] {
         for (const auto& d : audio->outputDevices())
             if (d == AudioDevice{"jack:Stage", "Stage", 4}) return true;
@@ -147,7 +132,7 @@ TEST_F(JackOutput, ADeviceComingAndGoingCallsTheListenerAndGetsItsRoutingBack) {
     };
 
     JackRecorder observer("observer", 1, false);
-    int seen = callsSoFar();
+    int seen = calls.load();
     auto stage = std::make_unique<JackRecorder>("Stage", 4, true);
     ASSERT_TRUE(waitPast(seen));
     EXPECT_TRUE(listed());
@@ -155,14 +140,14 @@ TEST_F(JackOutput, ADeviceComingAndGoingCallsTheListenerAndGetsItsRoutingBack) {
     ASSERT_FALSE(audio->setDevice("jack:Stage"));
     ASSERT_FALSE(audio->setChannelMap({-1, -1, 0, 1}));
 
-    seen = callsSoFar();
+    seen = calls.load();
     stage.reset();
     EXPECT_TRUE(waitPast(seen));
     EXPECT_FALSE(listed());
     EXPECT_EQ(audio->currentDeviceUID(), "jack:Stage");
     EXPECT_TRUE(audio->setChannelMap({0, 1}));
 
-    seen = callsSoFar();
+    seen = calls.load();
     stage = std::make_unique<JackRecorder>("Stage", 4, true);
     EXPECT_TRUE(waitPast(seen));
     EXPECT_TRUE(listed());

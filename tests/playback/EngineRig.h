@@ -68,6 +68,12 @@ public:
         return *engine;
     }
 
+    // Loads the track and plays it for `seconds`.
+    PlaybackEngine& playFor(double seconds) {
+        load().play();
+        run(seconds);
+        return *engine;
+    }
     void run(double seconds) {
         const auto frames = std::int64_t(std::llround(seconds * rate));
         for (std::int64_t done = 0; done < frames; done += period) {
@@ -91,6 +97,12 @@ public:
     std::optional<std::int64_t> fileFrame(std::size_t k) const {
         if (std::fabs(right[k] / unity() - probeRight) > 1e-6f) return std::nullopt;
         return std::llround(double(left[k]) / unity() * frameScale) - 1;
+    }
+    // The first output frame from `from` that carries file frame `frame`, or -1.
+    std::int64_t heardAt(std::int64_t frame, std::size_t from = 0) const {
+        for (std::size_t k = from; k < right.size(); ++k)
+            if (fileFrame(k) == frame) return std::int64_t(k);
+        return -1;
     }
     // The first frame that isn't silent: where the cue's audio begins.
     std::size_t firstSound(std::size_t from = 0) const {
@@ -121,6 +133,12 @@ public:
     static float probeAt(std::int64_t frame, int channel) { return channel == 0 ? probeLeft(frame) : probeRight; }
     // The output the walk should give, in file frames and bridges.
     struct Expected : Stereo {
+        // File frames `from` to `to`, played straight.
+        static Expected of(std::int64_t from, std::int64_t to) {
+            Expected e;
+            e.play(from, to);
+            return e;
+        }
         void play(std::int64_t from, std::int64_t to) { appendRamp(*this, from, to, 1, probeAt); }
         // A seam from `loopEnd` back to `loopStart`, and the rest of the pass.
         void seam(std::int64_t loopStart, std::int64_t loopEnd) {
@@ -139,6 +157,14 @@ public:
                 return std::int64_t(i);
         }
         return -1;
+    }
+
+    // The whole run, from the first sound, is `expected`, then silence and the end.
+    void expectWholeRun(const Expected& expected) const {
+        const auto start = firstSound();
+        EXPECT_EQ(firstMismatch(expected, start), -1);
+        EXPECT_TRUE(silentFrom(start + expected.left.size()));
+        expectEndAfterLastSample(std::int64_t(expected.left.size()));
     }
 
     static Loop loopOf(double start, double end, std::optional<std::int64_t> playCount) {

@@ -86,8 +86,6 @@ TEST(OutputChain, AtEqualRatesThePlayersSamplesPassBitForBitAfterTheFixedGain) {
     const auto right = noise(frames, 0.1f, 2);
     Rig rig(48000, 48000, left, right);
     const std::size_t la = std::size_t(rig.chain.limiterLookAheadFrames());
-    EXPECT_EQ(la, 96u);
-    EXPECT_EQ(rig.chain.latencyFrames(), 96);
     const Rendered out = rig.render(frames + 500);
     for (std::size_t i = 0; i < out.left.size(); ++i) {
         const bool playing = i >= la && i < la + std::size_t(frames);

@@ -12,24 +12,56 @@ using test::EngineRig;
 // What the chain holds back after a stop: its delay, well within a period.
 constexpr std::int64_t drain = EngineRig::period;
 
-// The 3 s probe with a second of pre-roll and a trigger at its start.
+// Where the audio may start once a second of pre-roll from `at` is over.
+void expectStartAfterPreRoll(std::int64_t start, std::int64_t at) {
+    EXPECT_GE(start, at + 48000);
+    EXPECT_LE(start, at + 48000 + EngineRig::tickFrames + EngineRig::period + 96);
+}
+
+// The 3 s probe with a second of pre-roll, a trigger at its start, and
+// timecode from 0.5 s: held at 0 until the pre-roll catches up.
 struct PreRoll : ::testing::Test {
     EngineRig rig{3.0};
     PlaybackEngine& engine = load();
     PlaybackEngine& load() {
         rig.track.timecodePreRollEnabled = true;
         rig.track.timecodePreRollSeconds = 1.0;
+        rig.track.timecodeStartSeconds = 0.5;
         rig.track.preRollMidiTriggerEnabled = true;
         rig.track.preRollMidiTrigger.name = "pre";
         return rig.load();
     }
-    // The first output frame from `from` that carries file frame `frame`.
-    std::int64_t heardAt(std::int64_t frame, std::size_t from = 0) const {
-        for (std::size_t k = from; k < rig.right.size(); ++k)
-            if (rig.fileFrame(k) == frame) return std::int64_t(k);
-        return -1;
-    }
 };
+
+TEST_F(PreRoll, RunsTimecodeFirstThenTheAudio) {
+    engine.play();
+    EXPECT_TRUE(engine.isPlaying());
+    EXPECT_TRUE(engine.inPreRoll());
+    EXPECT_EQ(rig.locates, std::vector<double>{0.0});
+    ASSERT_EQ(rig.midi.size(), 1u);
+    EXPECT_EQ(rig.midi[0].name, "pre");
+    rig.run(1.5);
+
+    double last = 0.0;
+    for (const auto& tick : rig.ticks) {
+        if (tick.rendered >= 48000) break;
+        EXPECT_EQ(tick.cap, 0.5);
+        EXPECT_NEAR(tick.position, std::max(0.0, double(tick.rendered) / EngineRig::rate - 0.5), 0.011);
+        EXPECT_GE(tick.position, last);
+        last = tick.position;
+    }
+    EXPECT_EQ(rig.ticks.front().position, 0.0);
+    expectStartAfterPreRoll(std::int64_t(rig.firstSound()), 0);
+    EXPECT_EQ(rig.midi.size(), 1u);
+}
+
+TEST_F(PreRoll, StartingPastTheInPointSkipsItAndItsTriggers) {
+    engine.seek(1.0);
+    engine.play();
+    EXPECT_FALSE(engine.inPreRoll());
+    EXPECT_EQ(rig.locates.back(), 1.5);
+    EXPECT_TRUE(rig.midi.empty());
+}
 
 TEST_F(PreRoll, APauseKeepsThePlayheadAndTheNextPlayRunsThePreRollAfresh) {
     engine.play();
@@ -47,9 +79,7 @@ TEST_F(PreRoll, APauseKeepsThePlayheadAndTheNextPlayRunsThePreRollAfresh) {
     ASSERT_EQ(rig.midi.size(), 2u);
     EXPECT_EQ(rig.midi[1].name, "pre");
     rig.run(1.5);
-    const auto start = heardAt(0);
-    EXPECT_GE(start, again + 48000);
-    EXPECT_LE(start, again + 48000 + EngineRig::tickFrames + EngineRig::period + 96);
+    expectStartAfterPreRoll(rig.heardAt(0), again);
 }
 
 TEST_F(PreRoll, ASeekStartsTheAudioAtOnceAndThePreRollsEndStartsItAgainFromThere) {
@@ -59,20 +89,16 @@ TEST_F(PreRoll, ASeekStartsTheAudioAtOnceAndThePreRollsEndStartsItAgainFromThere
     engine.seek(0.5);
     EXPECT_TRUE(engine.inPreRoll());
     rig.run(1.0);
-    const auto first = heardAt(24000);
+    const auto first = rig.heardAt(24000);
     ASSERT_GE(first, seekAt);
     EXPECT_LE(first, seekAt + drain);
     EXPECT_FALSE(engine.inPreRoll());
-    const auto second = heardAt(24000, std::size_t(first + 1));
-    EXPECT_GE(second, 48000);
-    EXPECT_LE(second, 48000 + EngineRig::tickFrames + EngineRig::period + 96);
+    expectStartAfterPreRoll(rig.heardAt(24000, std::size_t(first + 1)), 0);
 }
 
 TEST(PlaybackEngineEdges, ALoadDuringAnEscFadeEndsItAndItsClosureNeverRuns) {
     EngineRig rig(3.0);
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(0.5);
+    auto& engine = rig.playFor(0.5);
     int calls = 0;
     engine.fadeOutAndStop(2.0, [&] { ++calls; });
     rig.run(0.5);

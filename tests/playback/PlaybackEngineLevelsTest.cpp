@@ -23,7 +23,6 @@ struct TickLevel {
     std::int64_t rendered;
     double time;
     float volume;
-    double duckDb;
 };
 
 TEST(PlaybackEngineLevels, AFadeInIsStraightInDbFromMinus60AtEveryTickAndInTheOutput) {
@@ -31,7 +30,7 @@ TEST(PlaybackEngineLevels, AFadeInIsStraightInDbFromMinus60AtEveryTickAndInTheOu
     rig.track.fade.fadeInSeconds = 1.0;
     auto& engine = rig.load();
     std::vector<TickLevel> levels;
-    rig.afterTick = [&] { levels.push_back({rig.ticks.back().rendered, engine.currentTime(), engine.playerVolume(), 0}); };
+    rig.afterTick = [&] { levels.push_back({rig.ticks.back().rendered, engine.currentTime(), engine.playerVolume()}); };
     engine.play();
     rig.run(1.2);
 
@@ -85,39 +84,51 @@ TEST(PlaybackEngineLevels, TheEnvelopeFollowsTheCurveTheFadesAndTheLevel) {
     EXPECT_EQ(engine.trackVolume(), float(Constraint::maxTrackAmplitude));
 }
 
-TEST(PlaybackEngineLevels, LoopDuckingRampsByTicksDownAndBackAtTheLoopsRates) {
-    EngineRig rig(3.0);
-    Loop duck = EngineRig::loopOf(1.0, 2.0, 1);
-    duck.reduceVolumeEnabled = true;
-    duck.reduceVolumeDb = 12.0;
-    duck.fadeInSeconds = 0.2;  // 2 dB a tick
-    duck.fadeOutSeconds = 0.1; // 4 dB a tick
-    rig.track.loops = {duck};
-    auto& engine = rig.load();
-    std::vector<TickLevel> levels;
-    rig.afterTick = [&] { levels.push_back({0, engine.currentTime(), engine.playerVolume(), engine.duckDb()}); };
-    engine.play();
-    rig.run(2.5);
+Loop ducking(double start, double end, double db, double fadeIn, double fadeOut) {
+    Loop loop = EngineRig::loopOf(start, end, 1);
+    loop.reduceVolumeEnabled = true;
+    loop.reduceVolumeDb = db;
+    loop.fadeInSeconds = fadeIn;
+    loop.fadeOutSeconds = fadeOut;
+    return loop;
+}
 
+// Plays the loops from 0: no duck before the first, the player's volume
+// follows the duck at every tick, and the duck takes these distinct steps.
+void expectDuckSteps(std::vector<Loop> loops, double seconds, const std::vector<double>& expected) {
+    EngineRig rig(3.0);
+    const double firstStart = loops.front().startSeconds;
+    rig.track.loops = CowList<Loop>(std::move(loops));
+    auto& engine = rig.load();
     std::vector<double> steps;
-    for (const auto& l : levels) {
-        if (std::fabs(l.duckDb - (steps.empty() ? 0.0 : steps.back())) > 1e-9) steps.push_back(l.duckDb);
-        EXPECT_NEAR(l.volume, level * float(std::pow(10.0, l.duckDb / 20.0)), 1e-6);
-        if (l.time < 1.0) {
-            EXPECT_EQ(l.duckDb, 0.0);
+    rig.afterTick = [&] {
+        const double db = engine.duckDb();
+        if (std::fabs(db - (steps.empty() ? 0.0 : steps.back())) > 1e-9) steps.push_back(db);
+        EXPECT_NEAR(engine.playerVolume(), level * float(std::pow(10.0, db / 20.0)), 1e-6);
+        if (engine.currentTime() < firstStart) {
+            EXPECT_EQ(db, 0.0);
         }
-    }
-    const std::vector<double> expected{-2, -4, -6, -8, -10, -12, -8, -4, 0};
+    };
+    engine.play();
+    rig.run(seconds);
     ASSERT_EQ(steps.size(), expected.size());
     for (std::size_t i = 0; i < steps.size(); ++i) EXPECT_NEAR(steps[i], expected[i], 1e-9) << i;
 }
 
+TEST(PlaybackEngineLevels, LoopDuckingRampsByTicksDownAndBackAtTheLoopsRates) {
+    // 2 dB a tick down, 4 dB a tick up.
+    expectDuckSteps({ducking(1.0, 2.0, 12.0, 0.2, 0.1)}, 2.5, {-2, -4, -6, -8, -10, -12, -8, -4, 0});
+}
+
+TEST(PlaybackEngineLevels, BackToBackDuckingLoopsRampStraightToTheNextTargetAtItsRate) {
+    // 4 dB a tick on the way up from either.
+    expectDuckSteps({ducking(0.5, 1.0, 12.0, 0.2, 0.0), ducking(1.0, 1.5, 6.0, 0.0, 0.05)}, 2.0,
+                    {-2, -4, -6, -8, -10, -12, -8, -6, -2, 0});
+}
+
 TEST(PlaybackEngineLevels, APauseKeepsTheDuckAndAPlayClearsIt) {
     EngineRig rig(3.0);
-    Loop duck = EngineRig::loopOf(1.0, 2.0, 1);
-    duck.reduceVolumeEnabled = true;
-    duck.reduceVolumeDb = 12.0;
-    rig.track.loops = {duck};
+    rig.track.loops = {ducking(1.0, 2.0, 12.0, 0.0, 0.0)};
     auto& engine = rig.load();
     engine.play();
     engine.seek(1.5);
@@ -129,36 +140,9 @@ TEST(PlaybackEngineLevels, APauseKeepsTheDuckAndAPlayClearsIt) {
     EXPECT_EQ(engine.duckDb(), 0.0);
 }
 
-TEST(PlaybackEngineLevels, BackToBackDuckingLoopsRampStraightToTheNextTargetAtItsRate) {
-    EngineRig rig(3.0);
-    Loop deep = EngineRig::loopOf(0.5, 1.0, 1);
-    deep.reduceVolumeEnabled = true;
-    deep.reduceVolumeDb = 12.0;
-    deep.fadeInSeconds = 0.2; // 2 dB a tick
-    Loop shallow = EngineRig::loopOf(1.0, 1.5, 1);
-    shallow.reduceVolumeEnabled = true;
-    shallow.reduceVolumeDb = 6.0;
-    shallow.fadeOutSeconds = 0.05; // 4 dB a tick, on the way up from either
-    rig.track.loops = {deep, shallow};
-    auto& engine = rig.load();
-    std::vector<double> steps;
-    rig.afterTick = [&] {
-        const double db = engine.duckDb();
-        if (std::fabs(db - (steps.empty() ? 0.0 : steps.back())) > 1e-9) steps.push_back(db);
-    };
-    engine.play();
-    rig.run(2.0);
-
-    const std::vector<double> expected{-2, -4, -6, -8, -10, -12, -8, -6, -2, 0};
-    ASSERT_EQ(steps.size(), expected.size());
-    for (std::size_t i = 0; i < steps.size(); ++i) EXPECT_NEAR(steps[i], expected[i], 1e-9) << i;
-}
-
 TEST(PlaybackEngineLevels, TheEscFadeIsLinearInAmplitudeAndEndsWithStopHereThenTheClosure) {
     EngineRig rig(3.0);
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(0.5);
+    auto& engine = rig.playFor(0.5);
 
     int firstCalls = 0;
     engine.fadeOutAndStop(2.0, [&] { ++firstCalls; });
@@ -168,7 +152,7 @@ TEST(PlaybackEngineLevels, TheEscFadeIsLinearInAmplitudeAndEndsWithStopHereThenT
     const double fadeStart = rig.loop.now();
     rig.afterTick = [&] {
         const auto& tick = rig.ticks.back();
-        if (engine.isPlaying()) levels.push_back({tick.rendered, tick.at - fadeStart, engine.playerVolume(), 0});
+        if (engine.isPlaying()) levels.push_back({tick.rendered, tick.at - fadeStart, engine.playerVolume()});
     };
     const float from = engine.playerVolume();
     EXPECT_LT(from, level);
@@ -199,9 +183,7 @@ TEST(PlaybackEngineLevels, TheEscFadeIsLinearInAmplitudeAndEndsWithStopHereThenT
 
 TEST(PlaybackEngineLevels, AnEscFadeOfNoLengthStopsAtOnceAndCallsBackBeforeReturning) {
     EngineRig rig(3.0);
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(0.5);
+    auto& engine = rig.playFor(0.5);
     int calls = 0;
     engine.fadeOutAndStop(0.0, [&] { ++calls; });
     EXPECT_EQ(calls, 1);

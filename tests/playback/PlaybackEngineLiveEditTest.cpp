@@ -16,9 +16,7 @@ struct OutPointMoved {
     std::size_t start = 0;
     OutPointMoved(double outPoint, double after, double movedTo) {
         rig.track.endSeconds = outPoint;
-        auto& engine = rig.load();
-        engine.play();
-        rig.run(after);
+        auto& engine = rig.playFor(after);
         const double heard = engine.currentTime();
         const auto epoch = engine.positionEpoch();
         auto bounds = PlaybackEngine::Bounds::of(rig.track);
@@ -30,29 +28,21 @@ struct OutPointMoved {
         rig.run(3.0 - after);
         start = rig.firstSound();
     }
-    // Heard from the in-point to `lastFrame`, then silence, and the end after it.
-    void expectHeardTo(std::int64_t lastFrame) const {
-        EngineRig::Expected expected;
-        expected.play(0, lastFrame);
-        EXPECT_EQ(rig.firstMismatch(expected, start), -1);
-        EXPECT_TRUE(rig.silentFrom(start + std::size_t(lastFrame)));
-        rig.expectEndAfterLastSample(lastFrame);
-    }
 };
 
 TEST(LiveEditsOutPoint, MovedEarlierWhilePlayingEndsTheQueuedAudioThere) {
     OutPointMoved moved(2.5, 0.2, 1.0);
-    moved.expectHeardTo(48000);
+    moved.rig.expectWholeRun(EngineRig::Expected::of(0, 48000));
 }
 
 TEST(LiveEditsOutPoint, MovedEarlierToJustAheadOfThePlayheadEndsThere) {
     OutPointMoved moved(2.5, 0.9, 1.0); // already decoded ahead of the playhead
-    moved.expectHeardTo(48000);
+    moved.rig.expectWholeRun(EngineRig::Expected::of(0, 48000));
 }
 
 TEST(LiveEditsOutPoint, MovedLaterWhilePlayingGoesOnWithoutAGap) {
     OutPointMoved moved(1.0, 0.5, 2.0);
-    moved.expectHeardTo(96000);
+    moved.rig.expectWholeRun(EngineRig::Expected::of(0, 96000));
 }
 
 TEST(LiveEditsOutPoint, MovedBehindThePlayheadEndsWhereItIsWithoutReplaying) {
@@ -63,9 +53,7 @@ TEST(LiveEditsOutPoint, MovedBehindThePlayheadEndsWhereItIsWithoutReplaying) {
     const auto heard = std::int64_t(silence - moved.start);
     EXPECT_GE(heard, 72000 - std::int64_t(moved.start));
     EXPECT_LE(heard, 72000 + EngineRig::period);
-    EngineRig::Expected expected;
-    expected.play(0, heard);
-    EXPECT_EQ(rig.firstMismatch(expected, moved.start), -1);
+    EXPECT_EQ(rig.firstMismatch(EngineRig::Expected::of(0, heard), moved.start), -1);
     EXPECT_TRUE(rig.silentFrom(silence));
     ASSERT_TRUE(rig.reachedEndAt);
     EXPECT_LE(*rig.reachedEndAt, 72000 + EngineRig::tickFrames + EngineRig::period);
@@ -108,26 +96,19 @@ TEST(LiveEditsLoops, ADisabledLoopPlaysTheOwedPassThenGoesOnToTheEnd) {
     expected.play(0, 72000);
     expected.seam(48000, 72000);
     expected.play(48000, 144000);
-    const auto start = edited.rig.firstSound();
-    EXPECT_EQ(edited.rig.firstMismatch(expected, start), -1);
-    EXPECT_TRUE(edited.rig.silentFrom(start + expected.left.size()));
-    edited.rig.expectEndAfterLastSample(std::int64_t(expected.left.size()));
+    edited.rig.expectWholeRun(expected);
 }
 
 TEST(LiveEditsBounds, AnInPointMovedPastThePlayheadLeavesItAndTheAudioWhereTheyAre) {
     EngineRig rig(3.0);
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(0.5);
+    auto& engine = rig.playFor(0.5);
     const double heard = engine.currentTime();
     const auto epoch = engine.positionEpoch();
     engine.setBounds(1.0, 3.0);
     EXPECT_EQ(engine.currentTime(), heard);
     EXPECT_EQ(engine.positionEpoch(), epoch);
     rig.run(0.5);
-    EngineRig::Expected expected;
-    expected.play(0, 47000);
-    EXPECT_EQ(rig.firstMismatch(expected, rig.firstSound()), -1);
+    EXPECT_EQ(rig.firstMismatch(EngineRig::Expected::of(0, 47000), rig.firstSound()), -1);
 }
 
 } // namespace

@@ -21,24 +21,15 @@ EngineRig::Expected threePassesOfOneToOneAndAHalf() {
 TEST(PlaybackEngineLoops, PlayCountThreeRepeatsExactlyWithBridgedSeamsAndEndsAfterTheLastSample) {
     EngineRig rig(3.0);
     rig.track.loops = {EngineRig::loopOf(1.0, 1.5, 3)};
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(4.2);
-
-    const auto expected = threePassesOfOneToOneAndAHalf();
-    const auto start = rig.firstSound();
-    EXPECT_EQ(rig.firstMismatch(expected, start), -1);
-    EXPECT_TRUE(rig.silentFrom(start + expected.left.size()));
-    rig.expectEndAfterLastSample(std::int64_t(expected.left.size()));
+    rig.playFor(4.2);
+    rig.expectWholeRun(threePassesOfOneToOneAndAHalf());
 }
 
 TEST(PlaybackEngineLoops, GoLeavesAfterThePassThatIsPlayingAndTheDisplayFollows) {
     EngineRig rig(3.0);
     rig.track.loops = {EngineRig::loopOf(1.0, 1.5, std::nullopt)};
     const Uuid loopID = rig.track.loops[0].id;
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(2.1); // 100 ms into the third pass
+    auto& engine = rig.playFor(2.1); // 100 ms into the third pass
     EXPECT_EQ(engine.activeLoopID(), loopID);
     EXPECT_FALSE(engine.loopExiting());
     // Inside the loop the display never runs past its end.
@@ -49,10 +40,7 @@ TEST(PlaybackEngineLoops, GoLeavesAfterThePassThatIsPlayingAndTheDisplayFollows)
     EXPECT_FALSE(engine.cueLoopExiting());
     EXPECT_EQ(engine.displayTime(engine.tickDate() + 5.0), 3.0);
     rig.run(2.2);
-
-    const auto expected = threePassesOfOneToOneAndAHalf();
-    EXPECT_EQ(rig.firstMismatch(expected, rig.firstSound()), -1);
-    rig.expectEndAfterLastSample(std::int64_t(expected.left.size()));
+    rig.expectWholeRun(threePassesOfOneToOneAndAHalf());
     EXPECT_FALSE(engine.activeLoopID());
     EXPECT_FALSE(engine.loopExiting());
 }
@@ -61,9 +49,7 @@ TEST(PlaybackEngineLoops, TheCueLoopIsHeardOutAfterItsExitBeforeTheEnd) {
     EngineRig rig(3.0);
     rig.track.endSeconds = 0.5;
     rig.track.loopCue = true;
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(1.2);
+    auto& engine = rig.playFor(1.2);
     EXPECT_EQ(engine.activeLoopID(), Loop::cueLoopID);
     engine.requestLoopExit();
     EXPECT_TRUE(engine.cueLoopExiting());
@@ -74,8 +60,7 @@ TEST(PlaybackEngineLoops, TheCueLoopIsHeardOutAfterItsExitBeforeTheEnd) {
     expected.play(0, 24000);
     expected.seam(0, 24000);
     expected.seam(0, 24000);
-    EXPECT_EQ(rig.firstMismatch(expected, rig.firstSound()), -1);
-    rig.expectEndAfterLastSample(72000);
+    rig.expectWholeRun(expected);
 }
 
 TEST(PlaybackEngineTriggers, FireOncePerPassFromWhatWasHeardAndNeverForSkippedAudio) {
@@ -85,9 +70,7 @@ TEST(PlaybackEngineTriggers, FireOncePerPassFromWhatWasHeardAndNeverForSkippedAu
                               MidiTrigger{.name = "after", .timeSeconds = 2.0}};
     rig.track.oscTriggers = {OSCTrigger{.name = "skipped", .timeSeconds = 2.6},
                              OSCTrigger{.name = "landed", .timeSeconds = 2.95}};
-    auto& engine = rig.load();
-    engine.play();
-    rig.run(3.1); // file time 2.1 after three passes of 0.5 s
+    auto& engine = rig.playFor(3.1); // file time 2.1 after three passes of 0.5 s
     engine.seek(2.9);
     rig.run(0.5);
 
@@ -110,51 +93,6 @@ TEST(PlaybackEngineTriggers, FireOncePerPassFromWhatWasHeardAndNeverForSkippedAu
     engine.seek(0.0);
     rig.run(0.2);
     EXPECT_EQ(rig.midi.size(), heard.size());
-}
-
-TEST(PlaybackEngineTransport, PreRollRunsTimecodeFirstThenTheAudio) {
-    EngineRig rig(3.0);
-    rig.track.timecodePreRollEnabled = true;
-    rig.track.timecodePreRollSeconds = 1.0;
-    rig.track.timecodeStartSeconds = 0.5; // below the pre-roll: held at 0 until it catches up
-    rig.track.preRollMidiTriggerEnabled = true;
-    rig.track.preRollMidiTrigger.name = "pre";
-    auto& engine = rig.load();
-    engine.play();
-    EXPECT_TRUE(engine.isPlaying());
-    EXPECT_TRUE(engine.inPreRoll());
-    EXPECT_EQ(rig.locates, std::vector<double>{0.0});
-    ASSERT_EQ(rig.midi.size(), 1u);
-    EXPECT_EQ(rig.midi[0].name, "pre");
-    rig.run(1.5);
-
-    double last = 0.0;
-    for (const auto& tick : rig.ticks) {
-        if (tick.rendered >= 48000) break;
-        EXPECT_EQ(tick.cap, 0.5);
-        EXPECT_NEAR(tick.position, std::max(0.0, double(tick.rendered) / EngineRig::rate - 0.5), 0.011);
-        EXPECT_GE(tick.position, last);
-        last = tick.position;
-    }
-    EXPECT_EQ(rig.ticks.front().position, 0.0);
-    const auto start = std::int64_t(rig.firstSound());
-    EXPECT_GE(start, 48000);
-    EXPECT_LE(start, 48000 + tickFrames + EngineRig::period + 96);
-    EXPECT_EQ(rig.midi.size(), 1u);
-}
-
-TEST(PlaybackEngineTransport, StartingPastTheInPointSkipsThePreRollAndItsTriggers) {
-    EngineRig rig(3.0);
-    rig.track.timecodePreRollEnabled = true;
-    rig.track.timecodePreRollSeconds = 1.0;
-    rig.track.timecodeStartSeconds = 0.5;
-    rig.track.preRollMidiTriggerEnabled = true;
-    auto& engine = rig.load();
-    engine.seek(1.0);
-    engine.play();
-    EXPECT_FALSE(engine.inPreRoll());
-    EXPECT_EQ(rig.locates.back(), 1.5);
-    EXPECT_TRUE(rig.midi.empty());
 }
 
 // The 3 s probe with a fade-in of a second, so the player's volume shows
@@ -224,12 +162,9 @@ TEST_F(Stops, ASeekWhileStoppedMovesThePlayheadAndWhilePlayingTheAudio) {
     engine.seek(1.0);
     EXPECT_EQ(rig.locates.back(), 3601.0);
     rig.run(0.1);
-    std::size_t k = before;
-    while (k < rig.left.size() && rig.fileFrame(k) != 48000) ++k;
-    ASSERT_LT(k + 2400, rig.left.size()) << "the audio after the seek never started at 1.0 s";
-    EngineRig::Expected expected;
-    expected.play(48000, 50400);
-    EXPECT_EQ(rig.firstMismatch(expected, k), -1);
+    const auto k = rig.heardAt(48000, std::size_t(before));
+    ASSERT_GE(k, 0) << "the audio after the seek never started at 1.0 s";
+    EXPECT_EQ(rig.firstMismatch(EngineRig::Expected::of(48000, 50400), std::size_t(k)), -1);
 }
 
 TEST(PlaybackEngineTransport, BoundsKeepAStoppedPlayheadInRange) {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <condition_variable>
+#include <future>
 #include <mutex>
 #include <thread>
 
@@ -32,30 +32,23 @@ public:
     std::int64_t frames() const override { return inner_->frames(); }
     Expected<std::int64_t> read(std::int64_t frame, std::int64_t count, float* const* out) override {
         if (frame + count > stallAt_) {
-            std::unique_lock lock(mutex_);
-            stalled_ = true;
-            changed_.notify_all();
-            changed_.wait(lock, [this] { return released_; });
+            std::call_once(stalledOnce_, [this] { stalled_.set_value(); });
+            released_.wait();
         }
         return inner_->read(frame, count, out);
     }
-    bool waitUntilStalled() {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::seconds(10), [this] { return stalled_; });
-    }
+    bool waitUntilStalled() { return stalledSeen_.wait_for(std::chrono::seconds(10)) == std::future_status::ready; }
     void release() {
-        std::lock_guard lock(mutex_);
-        released_ = true;
-        changed_.notify_all();
+        std::call_once(releasedOnce_, [this] { release_.set_value(); });
     }
 
 private:
     std::shared_ptr<AudioFile> inner_;
     std::int64_t stallAt_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool stalled_ = false;
-    bool released_ = false;
+    std::promise<void> stalled_, release_;
+    std::future<void> stalledSeen_ = stalled_.get_future();
+    std::shared_future<void> released_ = release_.get_future().share();
+    std::once_flag stalledOnce_, releasedOnce_;
 };
 
 class PlayerTest : public ::testing::Test {

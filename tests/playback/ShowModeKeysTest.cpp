@@ -42,6 +42,10 @@ struct CueCommands : ::testing::Test {
     void edit(std::size_t i, const std::function<void(Track&)>& change) { state.editTrack(ids[i], change); }
     const Track& track(std::size_t i) const { return state.show().tracks[i]; }
     void select(std::size_t i) { state.setSelectedTrackID(ids[i]); }
+    void showModeOn(std::size_t i) {
+        state.setMode(AppMode::show);
+        select(i);
+    }
     bool press(KeyPress key) { return ShowModeKeys::handle(key, context); }
     bool press(Key key) { return press(KeyPress{.key = key}); }
     bool command(const char* letter) {
@@ -52,8 +56,7 @@ struct CueCommands : ::testing::Test {
 
 TEST_F(CueCommands, SpaceStartsAtTheMarkThenLeavesTheLoopOrInEditModeReturnsToThePlayStart) {
     edit(0, [](Track& t) { t.loops.push_back(test::EngineRig::loopOf(0.2, 0.4, std::nullopt)); });
-    state.setMode(AppMode::show);
-    select(0);
+    showModeOn(0);
     marks.setMark(Strip::waveform, GroupDrag::Sel{0.3, 0.1});
     EXPECT_TRUE(press(Key::space));
     EXPECT_DOUBLE_EQ(engine.playStartPosition(), 0.1);
@@ -143,8 +146,7 @@ TEST_F(CueCommands, TheEndOfACueAdvancesInShowModeHonouringSkipAutoplayAndTheMar
     edit(1, [](Track& t) { t.skip = true; });
     edit(2, [](Track& t) { t.autoplay = true; });
     edit(3, [](Track& t) { t.skip = true; });
-    state.setMode(AppMode::show);
-    select(0);
+    showModeOn(0);
     press(Key::space);
     rig.run(1.2);
     EXPECT_TRUE(engine.isPlaying() && loaded(2)) << "autoplay";
@@ -210,8 +212,7 @@ TEST_F(CueCommands, DeleteTakesMarkedRangesFirstThenTheSelectedObjectAndOnlyInEd
 }
 
 TEST_F(CueCommands, MidiActionsSwitchPlayPauseAndPickInShowMode) {
-    state.setMode(AppMode::show);
-    select(0);
+    showModeOn(0);
     ShowModeKeys::perform(MidiAction::go, state, engine, marks);
     ShowModeKeys::perform(MidiAction::next, state, engine, marks);
     EXPECT_EQ(state.selectedTrackID(), ids[1]) << "MIDI next switches even in Show mode";
@@ -226,8 +227,7 @@ TEST_F(CueCommands, MidiActionsSwitchPlayPauseAndPickInShowMode) {
 }
 
 TEST_F(CueCommands, ANumberKeyRestartsThePlayingCueWhileGoByIndexAsksItsLoopToLeave) {
-    state.setMode(AppMode::show);
-    select(0);
+    showModeOn(0);
     ShowModeKeys::goToTrack(ids[3], state, engine, false);
     EXPECT_TRUE(engine.isPlaying() && loaded(3));
     rig.run(0.3);
