@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <chrono>
 #include <functional>
+#include <thread>
 
-#include "Eventually.h"
 #include "JackServer.h"
 #include "document/ShowFile.h"
 #include "playback/EngineRig.h"
@@ -19,15 +19,17 @@ using test::JackRecorder;
 // The main loop in real time, as the application runs it: true once `done`
 // holds, false after `seconds`.
 bool runUntil(ManualMainLoop& loop, const std::function<bool()>& done, double seconds) {
-    auto last = std::chrono::steady_clock::now();
-    return test::eventually(
-        [&] {
-            const auto now = std::chrono::steady_clock::now();
-            loop.advance(std::chrono::duration<double>(now - last).count());
-            last = now;
-            return done();
-        },
-        seconds);
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    auto last = start;
+    while (!done()) {
+        if (Clock::now() - start > std::chrono::duration<double>(seconds)) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        const auto now = Clock::now();
+        loop.advance(std::chrono::duration<double>(now - last).count());
+        last = now;
+    }
+    return true;
 }
 
 class EngineOnJack : public ::testing::Test {
