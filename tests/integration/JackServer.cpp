@@ -15,7 +15,6 @@
 #include <stdexcept>
 #include <thread>
 
-#include "Eventually.h"
 #include "support/TempDir.h"
 
 namespace ostinel::test {
@@ -29,18 +28,30 @@ void quiet(const char*) {}
 // Ends the server: politely, then for sure.
 void endServer(pid_t pid) {
     kill(pid, SIGTERM);
-    if (eventually([&] { return waitpid(pid, nullptr, WNOHANG) != 0; }, 3.0)) return;
-    kill(pid, SIGKILL);
-    waitpid(pid, nullptr, 0);
+    const auto deadline = Clock::now() + std::chrono::seconds(3);
+    while (waitpid(pid, nullptr, WNOHANG) == 0) {
+        if (Clock::now() > deadline) {
+            kill(pid, SIGKILL);
+            waitpid(pid, nullptr, 0);
+            return;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
 }
 
 // The kernel lets go of it when the process ends, however it ends.
 int lockMachine() {
     const int fd = open("/tmp/ostinel-jack-tests.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0666);
     if (fd < 0) throw std::runtime_error("can't open the JACK test lock");
-    if (eventually([&] { return flock(fd, LOCK_EX | LOCK_NB) == 0; }, 480.0)) return fd;
-    close(fd);
-    throw std::runtime_error("other JACK tests have held the machine for eight minutes");
+    const auto deadline = Clock::now() + std::chrono::minutes(8);
+    while (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        if (Clock::now() > deadline) {
+            close(fd);
+            throw std::runtime_error("other JACK tests have held the machine for eight minutes");
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return fd;
 }
 
 } // namespace
@@ -188,12 +199,20 @@ void JackRecorder::record(std::int64_t frames) {
     xruns_.store(0);
     recording_.store(true, std::memory_order_release);
     restart_.store(true, std::memory_order_release);
-    if (!eventually([&] { return !restart_.load(std::memory_order_acquire); }))
-        throw std::runtime_error("JACK recorder did not start a take");
+    const auto deadline = Clock::now() + std::chrono::seconds(5);
+    while (restart_.load(std::memory_order_acquire)) {
+        if (Clock::now() > deadline) throw std::runtime_error("JACK recorder did not start a take");
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
 }
 
 bool JackRecorder::waitFor(std::int64_t frames, double timeoutSeconds) const {
-    return eventually([&] { return written_.load(std::memory_order_acquire) >= frames; }, timeoutSeconds);
+    const auto deadline = Clock::now() + std::chrono::duration<double>(timeoutSeconds);
+    while (written_.load(std::memory_order_acquire) < frames) {
+        if (Clock::now() > deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
 }
 
 std::vector<float> JackRecorder::received(int port) const {

@@ -69,8 +69,7 @@ TEST_F(EngineOnJack, PlaysACueSampleForSampleAsTheOfflineRenderDoes) {
 
     const auto heard = capture.received(0);
     // The probe is never silent: the cue starts at the first sound.
-    const auto sound = std::find_if(heard.begin(), heard.end(), [](float v) { return v != 0.0f; });
-    const auto lag = std::size_t(sound - heard.begin());
+    const auto lag = std::size_t(std::find_if(heard.begin(), heard.end(), [](float v) { return v != 0.0f; }) - heard.begin());
     ASSERT_LE(lag + reference.size(), heard.size());
     // A dummy server without real-time priority on a busy machine may drop a
     // whole cycle (an xrun); everything that was heard must still be exact.
