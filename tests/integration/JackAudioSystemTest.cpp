@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <nlohmann/json.hpp>
 
 #include "Eventually.h"
@@ -122,9 +124,22 @@ TEST_F(JackOutput, TheChannelMapRoutesToChannelsThreeAndFourOfAFourPortDevice) {
 }
 
 TEST_F(JackOutput, ADeviceComingAndGoingCallsTheListenerAndGetsItsRoutingBack) {
-    std::atomic<int> calls{0};
-    audio->setDeviceListener([&] { ++calls; });
-    auto waitPast = [&](int seen) { return eventually([&] { return calls.load() > seen; }); };
+    std::mutex mutex;
+    std::condition_variable changed;
+    int calls = 0;
+    audio->setDeviceListener([&] {
+        std::lock_guard lock(mutex);
+        ++calls;
+        changed.notify_all();
+    });
+    auto callsSoFar = [&] {
+        std::lock_guard lock(mutex);
+        return calls;
+    };
+    auto waitPast = [&](int seen) {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, std::chrono::seconds(5), [&] { return calls > seen; });
+    };
     auto listed = [&] {
         for (const auto& d : audio->outputDevices())
             if (d == AudioDevice{"jack:Stage", "Stage", 4}) return true;
@@ -132,7 +147,7 @@ TEST_F(JackOutput, ADeviceComingAndGoingCallsTheListenerAndGetsItsRoutingBack) {
     };
 
     JackRecorder observer("observer", 1, false);
-    int seen = calls.load();
+    int seen = callsSoFar();
     auto stage = std::make_unique<JackRecorder>("Stage", 4, true);
     ASSERT_TRUE(waitPast(seen));
     EXPECT_TRUE(listed());
@@ -140,14 +155,14 @@ TEST_F(JackOutput, ADeviceComingAndGoingCallsTheListenerAndGetsItsRoutingBack) {
     ASSERT_FALSE(audio->setDevice("jack:Stage"));
     ASSERT_FALSE(audio->setChannelMap({-1, -1, 0, 1}));
 
-    seen = calls.load();
+    seen = callsSoFar();
     stage.reset();
     EXPECT_TRUE(waitPast(seen));
     EXPECT_FALSE(listed());
     EXPECT_EQ(audio->currentDeviceUID(), "jack:Stage");
     EXPECT_TRUE(audio->setChannelMap({0, 1}));
 
-    seen = calls.load();
+    seen = callsSoFar();
     stage = std::make_unique<JackRecorder>("Stage", 4, true);
     EXPECT_TRUE(waitPast(seen));
     EXPECT_TRUE(listed());

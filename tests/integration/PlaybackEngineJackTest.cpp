@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <thread>
@@ -30,6 +29,27 @@ bool runUntil(ManualMainLoop& loop, const std::function<bool()>& done, double se
         last = now;
     }
     return true;
+}
+
+// The lag of `heard` against `reference` within the first `range` frames:
+// where their first `window` frames differ least (the correlation term of
+// the squared difference is largest against the energies).
+std::size_t bestLag(const std::vector<float>& heard, const std::vector<float>& reference, std::size_t range,
+                    std::size_t window) {
+    std::size_t best = 0;
+    double bestError = -1.0;
+    for (std::size_t lag = 0; lag < range && lag + window <= heard.size(); ++lag) {
+        double error = 0.0;
+        for (std::size_t i = 0; i < window; ++i) {
+            const double d = double(heard[lag + i]) - double(reference[i]);
+            error += d * d;
+        }
+        if (bestError < 0.0 || error < bestError) {
+            bestError = error;
+            best = lag;
+        }
+    }
+    return best;
 }
 
 class EngineOnJack : public ::testing::Test {
@@ -68,8 +88,7 @@ TEST_F(EngineOnJack, PlaysACueSampleForSampleAsTheOfflineRenderDoes) {
     ASSERT_TRUE(capture.waitFor(48000 * 3));
 
     const auto heard = capture.received(0);
-    // The probe is never silent: the cue starts at the first sound.
-    const auto lag = std::size_t(std::find_if(heard.begin(), heard.end(), [](float v) { return v != 0.0f; }) - heard.begin());
+    const auto lag = bestLag(heard, reference, 24000, 960);
     ASSERT_LE(lag + reference.size(), heard.size());
     // A dummy server without real-time priority on a busy machine may drop a
     // whole cycle (an xrun); everything that was heard must still be exact.
