@@ -66,10 +66,7 @@ TEST(BeatGrid, LinesAndSnappingAndNoneWithoutATempo) {
 TEST(ShowModel, ColourHexNeedsSixDigitsAndMidiKeyLabelsNameKindAndNumber) {
     EXPECT_EQ(colorFromHex("  #ff8800 "), (Rgb{0xFF, 0x88, 0x00}));
     EXPECT_EQ(colorFromHex("FF8800"), (Rgb{0xFF, 0x88, 0x00}));
-    EXPECT_FALSE(colorFromHex("#F80"));
-    EXPECT_FALSE(colorFromHex("GG0000"));
-    EXPECT_FALSE(colorFromHex("##FF8800"));
-    EXPECT_FALSE(colorFromHex(""));
+    for (const char* bad : {"#F80", "GG0000", "##FF8800", ""}) EXPECT_FALSE(colorFromHex(bad)) << bad;
     EXPECT_EQ((MidiKey{MidiKey::Kind::note, 3, 60}.label()), "N60");
     EXPECT_EQ((MidiKey{MidiKey::Kind::cc, 16, 7}.label()), "CC7");
 }

@@ -43,17 +43,22 @@ std::vector<float> testSignal(std::int64_t frames, int sampleRate, int channels)
     return out;
 }
 
-std::string writeSignal(const std::string& path, std::int64_t frames, int sampleRate, int channels,
-                        WavSamples samples) {
+std::string writeSamples(const std::string& path, const std::vector<float>& interleaved, int sampleRate, int channels,
+                         WavSamples samples) {
     SF_INFO info{};
     info.samplerate = sampleRate;
     info.channels = channels;
     info.format = formatFor(path, samples);
     SNDFILE* f = sf_open(path.c_str(), SFM_WRITE, &info);
     if (!f) throw std::runtime_error("cannot write " + path + ": " + sf_strerror(nullptr));
-    sf_writef_float(f, testSignal(frames, sampleRate, channels).data(), frames);
+    sf_writef_float(f, interleaved.data(), sf_count_t(interleaved.size()) / channels);
     sf_close(f);
     return path;
+}
+
+std::string writeSignal(const std::string& path, std::int64_t frames, int sampleRate, int channels,
+                        WavSamples samples) {
+    return writeSamples(path, testSignal(frames, sampleRate, channels), sampleRate, channels, samples);
 }
 
 std::string ffmpegConvert(const std::string& source, const std::string& target, const std::string& arguments) {

@@ -16,9 +16,12 @@ enum class WavSamples { Int16, Int24, Int32, Float };
 // mix-ups show too. Interleaved.
 std::vector<float> testSignal(std::int64_t frames, int sampleRate, int channels);
 
-// Writes testSignal through libsndfile, the format chosen by the file's
-// extension (wav, aiff, aif, flac, caf: 16-bit PCM unless `samples` says
-// otherwise for a WAV; ogg: Vorbis). Returns the path.
+// Writes interleaved samples through libsndfile, the format chosen by the
+// file's extension (wav, aiff, aif, flac, caf: 16-bit PCM unless `samples`
+// says otherwise for a WAV; ogg: Vorbis). Returns the path.
+std::string writeSamples(const std::string& path, const std::vector<float>& interleaved, int sampleRate, int channels,
+                         WavSamples samples = WavSamples::Int16);
+// Writes testSignal so.
 std::string writeSignal(const std::string& path, std::int64_t frames, int sampleRate = 44100, int channels = 2,
                         WavSamples samples = WavSamples::Int16);
 

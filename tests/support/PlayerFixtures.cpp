@@ -1,15 +1,15 @@
 #include "support/PlayerFixtures.h"
 
 #include <gtest/gtest.h>
-#include <sndfile.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <mutex>
 #include <numbers>
-#include <stdexcept>
 #include <thread>
+
+#include "support/AudioFixtures.h"
 
 namespace ostinel::test {
 
@@ -20,15 +20,7 @@ float rampAt(std::int64_t frame, int channel) {
 
 std::string writeFloatWav(const std::string& path, const std::vector<float>& interleaved, int sampleRate,
                           int channels) {
-    SF_INFO info{};
-    info.samplerate = sampleRate;
-    info.channels = channels;
-    info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
-    SNDFILE* f = sf_open(path.c_str(), SFM_WRITE, &info);
-    if (!f) throw std::runtime_error("cannot write " + path + ": " + sf_strerror(nullptr));
-    sf_writef_float(f, interleaved.data(), sf_count_t(interleaved.size()) / channels);
-    sf_close(f);
-    return path;
+    return writeSamples(path, interleaved, sampleRate, channels, WavSamples::Float);
 }
 
 std::string writeRamp(const std::string& path, std::int64_t frames, int sampleRate, int channels) {

@@ -14,7 +14,7 @@ namespace ostinel::test {
 // across channels, and exact in a float WAV up to 2^22 frames, so any lost,
 // repeated or misplaced frame shows.
 float rampAt(std::int64_t frame, int channel);
-// Writes interleaved samples as a float WAV. Returns the path.
+// Writes interleaved samples as a float WAV (a path ending in .wav). Returns the path.
 std::string writeFloatWav(const std::string& path, const std::vector<float>& interleaved, int sampleRate,
                           int channels);
 // Writes a float WAV of the ramp. Returns the path.

@@ -141,21 +141,6 @@ TEST(WaveformController, AMarqueeMarksEveryStripItReachesAndClearsTheRest) {
     EXPECT_EQ(w.selectionStart(Strip::midiTriggers), 1.25);
 }
 
-TEST(WaveformController, AGroupDragMovesTheMarksWithWhatTheyHold) {
-    auto w = wideView();
-    Track t{.duration = 10};
-    t.timelineNotes.push_back(Note{.timeSeconds = 2.0});
-    t.timelineNotes.push_back(Note{.timeSeconds = 6.0});
-    w.setMark(Strip::notes, Sel{3.0, 1.0});
-
-    GroupDrag g = GroupDrag::capture(t, w);
-    ASSERT_EQ(g.notes.size(), 1u);
-    g.apply(g.clampedDelta(20, t.duration), t, w);
-    EXPECT_EQ(t.timelineNotes[1].timeSeconds, 9.0);
-    EXPECT_EQ(w.mark(Strip::notes), (Sel{8.0, 10.0}));
-    EXPECT_FALSE(w.mark(Strip::waveform));
-}
-
 TEST(WaveformController, ATrackSwitchClearsTheMarksAndKeepsTheZoomOnlyWhenAsked) {
     auto w = wideView();
     w.setZoom(8, 0.5, 500);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "support/WorkspaceRig.h"
 #include "workspace/WaveformController.h"
 #include "workspace/common/TimeText.h"
 #include "workspace/common/TimelineGeometry.h"
@@ -29,14 +30,6 @@ TEST(TimelineGeometry, MapsTimeToTheScrolledContentAndBack) {
     TimelineGeometry empty;
     EXPECT_DOUBLE_EQ(empty.timeAt(10.0), 0.0);
 }
-
-} // namespace
-} // namespace ostinel
-
-#include "support/WorkspaceRig.h"
-
-namespace ostinel {
-namespace {
 
 TEST(TimelineGeometry, FollowingLiveCentresThePlayheadWithoutPublishingTheScroll) {
     test::WorkspaceRig rig;

@@ -1,5 +1,3 @@
-#include <fstream>
-
 #include <QMenu>
 #include <QMimeData>
 #include <QToolButton>
@@ -11,12 +9,6 @@
 
 namespace ostinel::test {
 namespace {
-
-std::vector<std::string> names(const AppState& state) {
-    std::vector<std::string> v;
-    for (const auto& t : state.show().tracks) v.push_back(t.name);
-    return v;
-}
 
 QAction* actionNamed(QMenu& menu, const QString& text) {
     for (QAction* a : menu.actions())
@@ -31,25 +23,24 @@ TEST_F(ShowListTest, DraggingARowMovesItInOneUndoStepAndOnlyInEditMode) {
     mouse(QEvent::MouseMove, QPoint(120, gap3), Qt::LeftButton);
     EXPECT_EQ(canvas().insertionGap(), 3u);
     mouse(QEvent::MouseButtonRelease, QPoint(120, gap3), Qt::NoButton);
-    EXPECT_EQ(names(rig.state), (std::vector<std::string>{"Cue 2", "Cue 3", "Cue 1", "Cue 4"}));
+    EXPECT_EQ(names(), (std::vector<std::string>{"Cue 2", "Cue 3", "Cue 1", "Cue 4"}));
     EXPECT_FALSE(canvas().insertionGap());
     EXPECT_FALSE(rig.state.selectedTrackID()); // a drag is not a click
     rig.state.undo();
-    EXPECT_EQ(names(rig.state), (std::vector<std::string>{"Cue 1", "Cue 2", "Cue 3", "Cue 4"}));
+    EXPECT_EQ(names(), (std::vector<std::string>{"Cue 1", "Cue 2", "Cue 3", "Cue 4"}));
     EXPECT_FALSE(rig.state.canUndo());
 
     rig.state.setMode(AppMode::show);
     mouse(QEvent::MouseButtonPress, rowPoint(0), Qt::LeftButton);
     mouse(QEvent::MouseMove, QPoint(120, gap3), Qt::LeftButton);
     mouse(QEvent::MouseButtonRelease, QPoint(120, gap3), Qt::NoButton);
-    EXPECT_EQ(names(rig.state).front(), "Cue 1");
+    EXPECT_EQ(names().front(), "Cue 1");
 }
 
 TEST_F(ShowListTest, DroppedAudioFilesLandAtTheRowOfTheDrop) {
     const auto wav = writeTone(rig.dir.file("Intro.wav"), 1.0);
     const auto aif = writeTone(rig.dir.file("Outro.WAV"), 1.0);
-    const auto text = rig.dir.file("notes.txt");
-    std::ofstream(text) << "not audio";
+    const auto text = rig.dir.write("notes.txt", "not audio");
     QMimeData mime;
     mime.setUrls({QUrl::fromLocalFile(QString::fromStdString(wav)), QUrl::fromLocalFile(QString::fromStdString(text)),
                   QUrl::fromLocalFile(QString::fromStdString(aif))});
@@ -59,7 +50,7 @@ TEST_F(ShowListTest, DroppedAudioFilesLandAtTheRowOfTheDrop) {
     EXPECT_TRUE(enter.isAccepted());
     QDropEvent drop(QPointF(120, TrackRowPainter::rowHeight + 6), Qt::CopyAction, &mime, Qt::LeftButton, {});
     QApplication::sendEvent(&canvas(), &drop);
-    EXPECT_EQ(names(rig.state), (std::vector<std::string>{"Cue 1", "Intro", "Outro", "Cue 2", "Cue 3", "Cue 4"}));
+    EXPECT_EQ(names(), (std::vector<std::string>{"Cue 1", "Intro", "Outro", "Cue 2", "Cue 3", "Cue 4"}));
     EXPECT_TRUE(rig.dialogs.alerts.empty());
 
     QMimeData textOnly;
@@ -110,11 +101,11 @@ TEST_F(ShowListTest, TheMenuActsOnTheSelectionWhenTheRowIsPartOfIt) {
     EXPECT_FALSE(rig.track(ids[2]).colorHex);
 
     actionNamed(*inside, "Duplicate")->trigger();
-    EXPECT_EQ(names(rig.state)[3], "Cue 3 Copy");
+    EXPECT_EQ(names()[3], "Cue 3 Copy");
     rig.state.setSelectedTrackID(ids[0]);
     rig.state.setSelectedTrackIDs({ids[0], ids[2]});
     actionNamed(*inside, "Remove from Show")->trigger();
-    EXPECT_EQ(names(rig.state), (std::vector<std::string>{"Cue 2", "Cue 3 Copy", "Cue 4"}));
+    EXPECT_EQ(names(), (std::vector<std::string>{"Cue 2", "Cue 3 Copy", "Cue 4"}));
 }
 
 TEST_F(ShowListTest, AMissingFileShowsATriangleThatRelinksInEitherMode) {

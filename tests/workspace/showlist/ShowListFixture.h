@@ -41,6 +41,11 @@ protected:
         mouse(QEvent::MouseButtonRelease, at, Qt::NoButton, modifiers);
     }
     void clickRow(std::size_t index, Qt::KeyboardModifiers modifiers = {}) { click(rowPoint(index), modifiers); }
+    std::vector<std::string> names() const {
+        std::vector<std::string> v;
+        for (const auto& t : rig.state.show().tracks) v.push_back(t.name);
+        return v;
+    }
 
     WorkspaceRig rig;
     std::vector<Uuid> ids;

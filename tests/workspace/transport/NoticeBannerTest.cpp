@@ -3,8 +3,6 @@
 #include <QTest>
 #include <QVBoxLayout>
 
-#include <memory>
-
 #include "support/QtTestApp.h"
 #include "support/WorkspaceRig.h"
 #include "workspace/transport/NoticeBanner.h"
@@ -21,37 +19,21 @@ protected:
     bool shown() const { return !banner->isHidden(); }
 };
 
-TEST_F(NoticeBannerTest, ShowsANoticeAndClearsItAfterSixSeconds) {
+// Each notice, a replacement or the same text again, shows for six seconds of its own.
+TEST_F(NoticeBannerTest, EachNoticeShowsForSixSecondsOfItsOwn) {
     EXPECT_FALSE(shown());
-    rig.engine.setNotice("Audio file missing: Intro");
-    EXPECT_TRUE(shown());
-    EXPECT_EQ(banner->text(), "Audio file missing: Intro");
-
-    rig.loop.advance(5.9);
-    EXPECT_TRUE(shown());
-    rig.loop.advance(0.2);
-    EXPECT_EQ(rig.engine.notice(), std::nullopt);
-    EXPECT_FALSE(shown());
-}
-
-TEST_F(NoticeBannerTest, AReplacementGetsItsOwnSixSeconds) {
-    rig.engine.setNotice("First");
-    rig.loop.advance(4.0);
-    rig.engine.setNotice("Second");
-    rig.loop.advance(5.9);
-    EXPECT_EQ(rig.engine.notice(), "Second");
-    EXPECT_TRUE(shown());
-    rig.loop.advance(0.2);
-    EXPECT_EQ(rig.engine.notice(), std::nullopt);
-
-    // The same text again counts as a new notice too.
-    rig.engine.setNotice("Again");
-    rig.loop.advance(4.0);
-    rig.engine.setNotice("Again");
-    rig.loop.advance(5.9);
-    EXPECT_TRUE(shown());
-    rig.loop.advance(0.2);
-    EXPECT_EQ(rig.engine.notice(), std::nullopt);
+    for (const auto& [first, second] : {std::pair{"First", "Second"}, std::pair{"Again", "Again"}}) {
+        SCOPED_TRACE(second);
+        rig.engine.setNotice(first);
+        rig.loop.advance(4.0);
+        rig.engine.setNotice(second);
+        EXPECT_EQ(banner->text(), second);
+        rig.loop.advance(5.9);
+        EXPECT_TRUE(shown());
+        rig.loop.advance(0.2);
+        EXPECT_EQ(rig.engine.notice(), std::nullopt);
+        EXPECT_FALSE(shown());
+    }
 }
 
 TEST_F(NoticeBannerTest, AClickClearsItAndCancelsTheTimer) {

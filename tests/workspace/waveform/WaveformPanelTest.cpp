@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include <QMenu>
 #include <QTest>
 
@@ -184,9 +182,7 @@ TEST(WaveformPanel, AFileThatCannotBeDrawnSaysWhyInsteadOfDrawingForEver) {
         return w.canvas().placeholder();
     };
     EXPECT_EQ(pointAt(w.rig.dir.file("gone/Intro.wav")), "Audio file missing: Intro.wav");
-    const std::string junk = w.rig.dir.file("Junk.wav");
-    std::ofstream(junk) << "not audio";
-    EXPECT_EQ(pointAt(junk), "Audio file could not be read: Junk.wav");
+    EXPECT_EQ(pointAt(w.rig.dir.write("Junk.wav", "not audio")), "Audio file could not be read: Junk.wav");
 }
 
 TEST(WaveformPanel, ControlClickAddsAndRemovesAutomationPointsWhichDragInOneStep) {
@@ -285,11 +281,10 @@ TEST(WaveformPanel, EnteringShowModeClearsEveryMarkSoGoStartsAtTheInPoint) {
     auto& c = w.controller();
     w.rig.state.editTrack(w.cue, [](Track& t) { t.startSeconds = 1.0; });
     w.rig.engine.load(w.track());
-    for (Strip strip : {Strip::waveform, Strip::notes, Strip::midiTriggers, Strip::oscTriggers})
-        c.setMark(strip, GroupDrag::Sel{4.0, 6.0});
+    const Strip all[] = {Strip::waveform, Strip::notes, Strip::midiTriggers, Strip::oscTriggers};
+    for (Strip strip : all) c.setMark(strip, GroupDrag::Sel{4.0, 6.0});
     w.rig.state.setMode(AppMode::show);
-    for (Strip strip : {Strip::waveform, Strip::notes, Strip::midiTriggers, Strip::oscTriggers})
-        EXPECT_FALSE(c.mark(strip));
+    for (Strip strip : all) EXPECT_FALSE(c.mark(strip));
     ShowModeKeys::goButton(w.rig.cues);
     EXPECT_NEAR(w.rig.engine.displayTime(w.rig.loop.now()), 1.0, 0.02);
 }
