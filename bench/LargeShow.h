@@ -7,6 +7,7 @@
 
 #include "document/Show.h"
 #include "platform/Dialogs.h"
+#include "platform/MemoryPreferences.h"
 
 namespace ostinel::bench {
 
@@ -34,5 +35,13 @@ struct NoDialogs final : Dialogs {
     std::vector<std::string> openPanel(const OpenPanelRequest&) override { return {}; }
     std::optional<std::string> savePanel(const SavePanelRequest&) override { return std::nullopt; }
 };
+
+// The timer's autosave would write the whole show every 30 s of virtual
+// time; the benchmarks that want one call it by hand.
+inline MemoryPreferences withoutAutosaveTimer() {
+    MemoryPreferences p;
+    p.setValue("autosaveInterval", 1e9);
+    return p;
+}
 
 } // namespace ostinel::bench

@@ -11,7 +11,6 @@
 
 #include "document/AppState.h"
 #include "platform/ManualMainLoop.h"
-#include "platform/MemoryPreferences.h"
 
 using namespace ostinel;
 using bench::largeShow;
@@ -24,11 +23,7 @@ constexpr int trackCount = 2000;
 struct Fixture {
     QTemporaryDir dir;
     ManualMainLoop loop;
-    MemoryPreferences preferences = [] {
-        MemoryPreferences p;
-        p.setValue("autosaveInterval", 1e9); // autosave() is called by hand
-        return p;
-    }();
+    MemoryPreferences preferences = bench::withoutAutosaveTimer();
     NoDialogs dialogs;
     AppState state{loop, preferences, dialogs, AppPaths::under(dir.path().toStdString())};
 

@@ -8,7 +8,6 @@
 
 #include "document/AppState.h"
 #include "platform/ManualMainLoop.h"
-#include "platform/MemoryPreferences.h"
 
 using namespace ostinel;
 using bench::largeShow;
@@ -20,13 +19,7 @@ constexpr int trackCount = 2000;
 
 struct Fixture {
     ManualMainLoop loop;
-    // Autosave would write the whole show every 30 s of virtual time; it is
-    // measured by bench_autosave, not here.
-    MemoryPreferences preferences = [] {
-        MemoryPreferences p;
-        p.setValue("autosaveInterval", 1e9);
-        return p;
-    }();
+    MemoryPreferences preferences = bench::withoutAutosaveTimer();
     NoDialogs dialogs;
     AppState state{loop, preferences, dialogs, AppPaths::under("/nonexistent")};
     Uuid trackID, loopID;
