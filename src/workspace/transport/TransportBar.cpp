@@ -98,16 +98,17 @@ TransportBar::TransportBar(Workspace& workspace, QWidget* parent) : QWidget(pare
     clock_->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
     meters_ = new MeterView(workspace_, this);
     meters_->setObjectName(QStringLiteral("meters"));
-    meters_->setMinimumSize(meters_->sizeHint());
+    meters_->setMinimumSize(meters_->sizeHint().width(), 60);
     meters_->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
     // The notice of a silent start goes after six seconds; this stays, so the
     // operator never takes still meters for a quiet cue.
     noOutput_ = new QLabel(tr("NO OUTPUT"), this);
     noOutput_->setObjectName(QStringLiteral("noOutput"));
     noOutput_->setAlignment(Qt::AlignCenter);
-    noOutput_->setFont(boldFont(11));
-    noOutput_->setStyleSheet(QStringLiteral("QLabel { color: %1; border: 2px solid %1; border-radius: 4px;"
-                                            " padding: 2px 6px; }")
+    noOutput_->setFont(boldFont(9));
+    noOutput_->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    noOutput_->setStyleSheet(QStringLiteral("QLabel { color: %1; border: 1px solid %1; border-radius: 3px;"
+                                            " padding: 0px 4px; }")
                                  .arg(theme::stop.name()));
     const QString fallback = QString::fromStdString(workspace_.audio.fallbackReason());
     noOutput_->setToolTip(fallback);
@@ -142,8 +143,12 @@ TransportBar::TransportBar(Workspace& workspace, QWidget* parent) : QWidget(pare
     row->addLayout(buttons);
     row->addLayout(names, 1);
     row->addWidget(clock_);
-    row->addWidget(meters_);
-    row->addWidget(noOutput_);
+    // Under the meters, so the cue names keep their width.
+    auto* output = new QVBoxLayout;
+    output->setSpacing(4);
+    output->addWidget(meters_, 1);
+    output->addWidget(noOutput_);
+    row->addLayout(output);
     row->addLayout(modes);
 
     frameTimer_ = new QTimer(this);
