@@ -1,8 +1,5 @@
 #include "document/AutosaveWriter.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -10,6 +7,7 @@
 #include <utility>
 
 #include "document/ShowFile.h"
+#include "platform/DurableFile.h"
 
 namespace ostinel {
 
@@ -19,29 +17,6 @@ namespace {
 // strerror is not safe off the main thread; the category's message is.
 Error systemError(int code) { return Error{std::error_code(code, std::generic_category()).message()}; }
 
-// The whole text on disk before the rename makes it the recovery file.
-std::optional<Error> writeSynced(const std::string& path, const std::string& text) {
-    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0) return systemError(errno);
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) {
-            const int code = errno;
-            ::close(fd);
-            return systemError(code);
-        }
-        done += std::size_t(n);
-    }
-    if (::fsync(fd) != 0) {
-        const int code = errno;
-        ::close(fd);
-        return systemError(code);
-    }
-    if (::close(fd) != 0) return systemError(errno);
-    return std::nullopt;
-}
 } // namespace
 
 AutosaveWriter::AutosaveWriter(MainLoop& mainLoop, std::string path, Finished finished, Executor executor,
@@ -50,7 +25,7 @@ AutosaveWriter::AutosaveWriter(MainLoop& mainLoop, std::string path, Finished fi
       path_(std::move(path)),
       finished_(std::move(finished)),
       executor_(std::move(executor)),
-      writeFile_(writeFile ? std::move(writeFile) : FileWriter(writeSynced)) {}
+      writeFile_(writeFile ? std::move(writeFile) : FileWriter(DurableFile::writeSynced)) {}
 
 AutosaveWriter::~AutosaveWriter() {
     // The newest snapshot still goes to disk: a removal, as on quit, has

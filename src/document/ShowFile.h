@@ -32,7 +32,8 @@ Expected<Show> decode(std::string_view json);
 // parser's, or the key path of the value that does not fit.
 Expected<Show> read(const std::string& path);
 
-// One plain, non-atomic write of the encoded show. Nothing on success.
+// Replaces the file in one step: a failed save leaves the old file whole.
+// Nothing on success.
 std::optional<Error> write(const Show& show, const std::string& path, Flavour flavour);
 
 } // namespace ShowFile

@@ -1,13 +1,11 @@
-#include <cerrno>
 #include <cmath>
-#include <cstdio>
-#include <cstring>
 #include <optional>
 #include <type_traits>
 #include <utility>
 
 #include "document/ShowFile.h"
 #include "document/ShowFileFormat.h"
+#include "platform/DurableFile.h"
 
 namespace ostinel {
 
@@ -130,13 +128,7 @@ Expected<std::string> ShowFile::encode(const Show& show, Flavour flavour) {
 std::optional<Error> ShowFile::write(const Show& show, const std::string& path, Flavour flavour) {
     auto bytes = encode(show, flavour);
     if (!bytes) return bytes.error();
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    if (!file) return Error{std::strerror(errno)};
-    bool written = std::fwrite(bytes->data(), 1, bytes->size(), file) == bytes->size();
-    int writeErrno = errno;
-    if (std::fclose(file) != 0 && written) return Error{std::strerror(errno)};
-    if (!written) return Error{std::strerror(writeErrno)};
-    return std::nullopt;
+    return DurableFile::replace(path, *bytes);
 }
 
 } // namespace ostinel
