@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <system_error>
 #include <utility>
 #include <variant>
 
@@ -9,6 +10,8 @@ namespace ostinel {
 // A failure carried to whoever shows it: the library's or system's words.
 struct Error {
     std::string message;
+    // The system's words for an errno value; unlike strerror, safe on any thread.
+    static Error ofSystem(int code) { return Error{std::error_code(code, std::generic_category()).message()}; }
 };
 
 template <class T>

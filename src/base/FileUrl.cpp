@@ -1,6 +1,8 @@
 #include "base/FileUrl.h"
 
 #include <cctype>
+#include <filesystem>
+#include <system_error>
 
 namespace ostinel {
 
@@ -82,6 +84,11 @@ std::string FileUrl::toString() const {
         }
     }
     return out;
+}
+
+bool FileUrl::exists() const {
+    std::error_code ignored;
+    return !path_.empty() && std::filesystem::exists(path_, ignored);
 }
 
 std::string FileUrl::fileName() const {

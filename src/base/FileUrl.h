@@ -18,7 +18,9 @@ public:
     std::string toString() const;
     std::string fileName() const;              // last path component
     std::string fileNameWithoutExtension() const;
-    std::string extension() const;             // without the dot, as written
+    std::string extension() const;
+    // By the path's bytes, which need not be UTF-8; false on any error.
+    bool exists() const;             // without the dot, as written
     bool empty() const { return path_.empty(); }
 
     friend bool operator==(const FileUrl&, const FileUrl&) = default;

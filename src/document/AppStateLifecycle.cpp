@@ -22,11 +22,7 @@ namespace fs = std::filesystem;
 namespace {
 constexpr std::size_t maxRecentShows = 10;
 
-// By the path's bytes: a name that isn't UTF-8 would not survive a QString.
-bool fileExists(const std::string& path) {
-    std::error_code ignored;
-    return fs::exists(path, ignored);
-}
+bool fileExists(const std::string& path) { return FileUrl::fromPath(path).exists(); }
 
 std::string joined(const std::vector<std::string>& lines) {
     std::string text;

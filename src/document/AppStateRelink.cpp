@@ -56,8 +56,7 @@ void AppState::relinkAll(const FileUrl& folder) {
     std::vector<std::size_t> missing;
     std::vector<FileUrl> missingURLs;
     for (std::size_t i = 0; i < show_.tracks.size(); ++i) {
-        std::error_code ignored; // by the path's bytes, which need not be UTF-8
-        if (std::filesystem::exists(show_.tracks[i].url.path(), ignored)) continue;
+        if (show_.tracks[i].url.exists()) continue;
         missing.push_back(i);
         missingURLs.push_back(show_.tracks[i].url);
     }

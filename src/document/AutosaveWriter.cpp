@@ -13,12 +13,6 @@ namespace ostinel {
 
 namespace fs = std::filesystem;
 
-namespace {
-// strerror is not safe off the main thread; the category's message is.
-Error systemError(int code) { return Error{std::error_code(code, std::generic_category()).message()}; }
-
-} // namespace
-
 AutosaveWriter::AutosaveWriter(MainLoop& mainLoop, std::string path, Finished finished, Executor executor,
                                FileWriter writeFile)
     : mainLoop_(mainLoop),
@@ -111,7 +105,7 @@ std::optional<Error> AutosaveWriter::save(const Show& show, std::uint64_t genera
     if (std::rename(temporary.c_str(), path_.c_str()) != 0) {
         const int code = errno;
         fs::remove(temporary, error);
-        return systemError(code);
+        return Error::ofSystem(code);
     }
     return std::nullopt;
 }

@@ -12,14 +12,9 @@ namespace ostinel::DurableFile {
 
 namespace fs = std::filesystem;
 
-namespace {
-// strerror is not safe off the main thread; the category's message is.
-Error systemError(int code) { return Error{std::error_code(code, std::generic_category()).message()}; }
-} // namespace
-
 std::optional<Error> writeSynced(const std::string& path, const std::string& text) {
     const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0) return systemError(errno);
+    if (fd < 0) return Error::ofSystem(errno);
     std::size_t done = 0;
     while (done < text.size()) {
         const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
@@ -27,16 +22,16 @@ std::optional<Error> writeSynced(const std::string& path, const std::string& tex
         if (n < 0) {
             const int code = errno;
             ::close(fd);
-            return systemError(code);
+            return Error::ofSystem(code);
         }
         done += std::size_t(n);
     }
     if (::fsync(fd) != 0) {
         const int code = errno;
         ::close(fd);
-        return systemError(code);
+        return Error::ofSystem(code);
     }
-    if (::close(fd) != 0) return systemError(errno);
+    if (::close(fd) != 0) return Error::ofSystem(errno);
     return std::nullopt;
 }
 
@@ -56,7 +51,7 @@ std::optional<Error> replace(const std::string& path, const std::string& text) {
     if (std::rename(temporary.c_str(), target.c_str()) != 0) {
         const int code = errno;
         fs::remove(temporary, error);
-        return systemError(code);
+        return Error::ofSystem(code);
     }
     return std::nullopt;
 }

@@ -1,7 +1,6 @@
 #include "playback/PlaybackEngine.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <mutex>
 
 #include "playback/EngineLog.h"
@@ -106,9 +105,7 @@ void PlaybackEngine::load(const Track& track) {
         assign(duration_, 0.0, &PlaybackEngine::durationChanged);
         autoPlayOnNextLoad_ = false;
         qCWarning(engineLog, "Failed to open audio file: %s", path.c_str());
-        std::error_code error;
-        const bool exists = !path.empty() && std::filesystem::exists(path, error);
-        setNotice((exists ? "Audio file could not be opened: " : "Audio file missing: ") + track.displayName());
+        setNotice((track.url.exists() ? "Audio file could not be opened: " : "Audio file missing: ") + track.displayName());
         return;
     }
     hasFile_ = true;

@@ -1,7 +1,6 @@
 #include "workspace/showlist/ShowListCanvas.h"
 
 #include <algorithm>
-#include <iterator>
 
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -261,9 +260,6 @@ void ShowListCanvas::removeSelectedRows() {
     if (rows.empty() && state.selectedTrackID()) rows.insert(*state.selectedTrackID());
     if (rows.empty()) return;
     state.removeTracks(rows);
-    std::set<Uuid> kept;
-    std::ranges::set_difference(state.selectedTrackIDs(), rows, std::inserter(kept, kept.end()));
-    state.setSelectedTrackIDs(std::move(kept));
 }
 
 void ShowListCanvas::focusInEvent(QFocusEvent* event) {

@@ -1,7 +1,6 @@
 #include "workspace/waveform/WaveformCanvas.h"
 
 #include <QContextMenuEvent>
-#include <QFileInfo>
 #include <QLineEdit>
 #include <QMenu>
 #include <QNativeGestureEvent>
@@ -93,7 +92,7 @@ QString WaveformCanvas::placeholder() {
     // Looked at once per failure: the loader has just reached the file's
     // folder, so this does not wait on a hung mount.
     if (!failure_ || failure_->url != url)
-        failure_ = Failure{url, !QFileInfo::exists(QString::fromStdString(url.path()))};
+        failure_ = Failure{url, !url.exists()};
     const QString name = QString::fromStdString(url.fileName());
     return failure_->missing ? tr("Audio file missing: %1").arg(name)
                              : tr("Audio file could not be read: %1").arg(name);
