@@ -6,7 +6,7 @@ packages=(
   qt6-base-dev qt6-base-dev-tools
   nlohmann-json3-dev libsndfile1-dev
   libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
-  libsoxr-dev libjack-jackd2-dev jackd2 libasound2-dev libfftw3-dev
+  libsoxr-dev libjack-jackd2-dev jackd2 libasound2-dev libfftw3-dev libltc-dev
   libavahi-client-dev libqrencode-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   ffmpeg sox xvfb xauth

@@ -49,6 +49,17 @@ public:
     static Expected<std::unique_ptr<AudioSystem>> create();
 
     virtual std::string backendName() const = 0; // "jack", "alsa", "offline"
+
+    // A second output on the same server, for a signal that must pass
+    // neither this output's chain nor its meters (timecode), possibly to
+    // another device: a client and ports of its own named `name` on JACK, a
+    // PCM of its own on ALSA, another device the caller pulls offline. It
+    // starts stopped, routed to the default device.
+    virtual Expected<std::unique_ptr<AudioSystem>> openCompanion(const std::string& name, int sourceCount) {
+        (void)name;
+        (void)sourceCount;
+        return Error{"This audio system has no second output."};
+    }
     // Why the automatic choice fell back, for the notice; empty otherwise.
     virtual std::string fallbackReason() const { return {}; }
 

@@ -1,0 +1,7 @@
+#include "platform/MidiSystemBackends.h"
+
+namespace ostinel::midiserver {
+
+Expected<std::unique_ptr<MidiSystem>> openAlsaMidi() { return Error{"ALSA MIDI: not built yet."}; }
+
+} // namespace ostinel::midiserver

@@ -1,0 +1,34 @@
+#include "platform/MidiSystem.h"
+
+#include <cstdlib>
+
+#include "platform/AudioSystem.h"
+#include "platform/LoopbackMidiSystem.h"
+#include "platform/MidiSystemBackends.h"
+
+namespace ostinel {
+
+Expected<std::unique_ptr<MidiSystem>> MidiSystem::create(AudioSystem& audio) {
+    const char* forced = std::getenv("OSTINEL_MIDI_BACKEND");
+    const std::string choice = forced ? forced : "";
+    if (choice == "jack") return midiserver::openJackMidi(audio);
+    if (choice == "alsa") return midiserver::openAlsaMidi();
+    if (choice == "loopback") return std::unique_ptr<MidiSystem>(std::make_unique<LoopbackMidiSystem>());
+    if (!choice.empty())
+        return Error{"OSTINEL_MIDI_BACKEND is \"" + choice + "\"; it must be jack, alsa or loopback."};
+
+    std::string reasons;
+    if (audio.backendName() == "jack") {
+        auto jack = midiserver::openJackMidi(audio);
+        if (jack) return jack;
+        reasons += jack.error().message + " ";
+    }
+    auto alsa = midiserver::openAlsaMidi();
+    if (alsa) return alsa;
+    reasons += alsa.error().message;
+    auto loopback = std::make_unique<LoopbackMidiSystem>();
+    loopback->setFallbackReason("No MIDI system could be opened, so MIDI goes nowhere. " + reasons);
+    return std::unique_ptr<MidiSystem>(std::move(loopback));
+}
+
+} // namespace ostinel
