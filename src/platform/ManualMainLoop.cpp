@@ -39,6 +39,13 @@ void ManualMainLoop::runPosted() {
     }
 }
 
+std::optional<double> ManualMainLoop::nextDeadline() const {
+    std::optional<double> due;
+    for (const auto& [id, timer] : timers_)
+        if (!due || timer.deadline < *due) due = timer.deadline;
+    return due;
+}
+
 void ManualMainLoop::advance(double seconds) {
     const double target = now_ + seconds;
     runPosted();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -26,6 +27,8 @@ public:
     void advance(double seconds);
     void runPosted();
     std::size_t pendingTimers() const { return timers_.size(); }
+    // The earliest timer's deadline, for a driver that interleaves other clocks.
+    std::optional<double> nextDeadline() const;
 
 private:
     struct Timer {
