@@ -393,12 +393,12 @@ private:
     std::atomic<std::uint64_t> cardsGeneration_{0};
 };
 
+} // namespace
+
 void silenceAlsa() {
     static std::once_flag once;
     std::call_once(once, [] { snd_lib_error_set_handler(quiet); });
 }
-
-} // namespace
 
 std::vector<AudioDevice> alsaOutputDevices() {
     silenceAlsa();

@@ -19,6 +19,8 @@ Expected<std::unique_ptr<AudioSystem>> openJack();
 Expected<std::unique_ptr<AudioSystem>> openAlsa();
 // The PCMs ALSA offers for playback, "default" first; opens none that is busy.
 std::vector<AudioDevice> alsaOutputDevices();
+// Keeps alsa-lib's own complaints off stderr; our errors say what failed.
+void silenceAlsa();
 
 // Hands the renderer to the thread that pulls audio, and takes it back: once
 // close() returns no call is in progress and none will start until open().
