@@ -37,10 +37,12 @@ public:
     std::string fallbackReason() const override { return fallbackReason_; }
     std::unique_ptr<MidiOutput> createOutput(const std::string& portName) override;
     std::vector<MidiDestination> destinations() override;
-    void setDestinationListener(std::function<void()> listener) override;
 
     // The names of our ports now open, in order of creation.
     std::vector<std::string> portNames() const;
+
+protected:
+    void setDestinationListener(std::function<void()> listener) override;
 
 private:
     class Output;

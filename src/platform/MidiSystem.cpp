@@ -31,4 +31,23 @@ Expected<std::unique_ptr<MidiSystem>> MidiSystem::create(AudioSystem& audio) {
     return std::unique_ptr<MidiSystem>(std::move(loopback));
 }
 
+void MidiSystem::addDestinationListener(std::function<void()> listener) {
+    bool first = false;
+    {
+        std::lock_guard lock(listenersMutex_);
+        first = listeners_.empty();
+        listeners_.push_back(std::move(listener));
+    }
+    if (first) setDestinationListener([this] { notifyDestinationListeners(); });
+}
+
+void MidiSystem::notifyDestinationListeners() const {
+    std::vector<std::function<void()>> listeners;
+    {
+        std::lock_guard lock(listenersMutex_);
+        listeners = listeners_;
+    }
+    for (auto& listener : listeners) listener();
+}
+
 } // namespace ostinel

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -72,9 +73,20 @@ public:
     // Present inputs of other software, in the server's order; unnamed ones
     // and our own ports are left out.
     virtual std::vector<MidiDestination> destinations() = 0;
-    // Called on any change of the destinations; several calls for one change
-    // can happen.
+    // Each is called on any change of the destinations, on whichever thread
+    // noticed it; several calls for one change can happen. Listeners stay for
+    // the life of the system, so they must cope with their owner being gone.
+    void addDestinationListener(std::function<void()> listener);
+
+protected:
+    // The backend's one slot, which the listeners added share.
     virtual void setDestinationListener(std::function<void()> listener) = 0;
+
+private:
+    void notifyDestinationListeners() const;
+
+    mutable std::mutex listenersMutex_;
+    std::vector<std::function<void()>> listeners_;
 };
 
 } // namespace ostinel
