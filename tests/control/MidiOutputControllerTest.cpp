@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "control/MidiOutputController.h"
@@ -158,6 +159,18 @@ TEST_F(MidiOutputControllerTest, SelectionIsByNameAndSurvivesReplugging) {
     EXPECT_EQ(preferences.stringListValue("midiTriggersDestinations"), (std::vector<std::string>{"A", "C"}));
     EXPECT_EQ(preferences.stringListValue("midiTriggersKnownDestinations"),
               (std::vector<std::string>{"A", "B", "C"}));
+}
+
+// The MIDI server reports changes on a thread of its own; the list is only
+// read again on ours.
+TEST_F(MidiOutputControllerTest, AChangeReportedOnAnotherThreadIsTakenUpOnTheMainLoop) {
+    start();
+    std::thread server([this] { midi.addDestination({"synth:in", "Synth"}); });
+    server.join();
+    EXPECT_TRUE(controller->destinations().empty());
+    loop.runPosted();
+    EXPECT_EQ(controller->destinations(), (std::vector<MidiDestination>{{"synth:in", "Synth"}}));
+    EXPECT_TRUE(controller->isDestinationSelected("Synth"));
 }
 
 TEST_F(MidiOutputControllerTest, TheOldSingleDestinationIsReadAndNotWrittenBackUntilAChange) {
