@@ -6,6 +6,7 @@ class AppState;
 class AudioSystem;
 class Dialogs;
 class MainLoop;
+class MidiOutputController;
 class PlaybackEngine;
 class Preferences;
 class WaveformStore;
@@ -24,6 +25,8 @@ struct Workspace {
     WaveformStore& store;
     WaveformViewState& view;
     CueContext& cues;
+    // Optional ones last, so that a rig without them needs no mention of them.
+    MidiOutputController* midiOutput = nullptr;
 };
 
 } // namespace ostinel

@@ -7,6 +7,7 @@
 #include "workspace/common/Workspace.h"
 #include "workspace/settings/AudioSettingsTab.h"
 #include "workspace/settings/GeneralSettingsTab.h"
+#include "workspace/settings/MidiSettingsTab.h"
 
 namespace ostinel {
 
@@ -24,8 +25,10 @@ SettingsWindow::SettingsWindow(Workspace& workspace, QWidget* parent)
     tabs_->setDocumentMode(true);
     general_ = new GeneralSettingsTab(workspace);
     audio_ = new AudioSettingsTab(workspace);
+    midi_ = new MidiSettingsTab(workspace);
     tabs_->addTab(general_, "General");
     tabs_->addTab(audio_, "Audio");
+    tabs_->addTab(midi_, "MIDI");
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 8, 0, 0);

@@ -10,6 +10,7 @@ namespace ostinel {
 struct Workspace;
 class GeneralSettingsTab;
 class AudioSettingsTab;
+class MidiSettingsTab;
 
 // The machine's own configuration, one tab per concern. Every control writes
 // straight through to the owner of its value; there is no apply button.
@@ -18,12 +19,13 @@ class SettingsWindow : public QWidget {
 public:
     explicit SettingsWindow(Workspace& workspace, QWidget* parent = nullptr);
 
-    // "General" or "Audio"; any other name shows "General".
+    // "General", "Audio" or "MIDI"; any other name shows "General".
     void showTab(const QString& name);
     QString currentTabName() const;
 
     GeneralSettingsTab* generalTab() const { return general_; }
     AudioSettingsTab* audioTab() const { return audio_; }
+    MidiSettingsTab* midiTab() const { return midi_; }
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -33,6 +35,7 @@ private:
     QTabWidget* tabs_ = nullptr;
     GeneralSettingsTab* general_ = nullptr;
     AudioSettingsTab* audio_ = nullptr;
+    MidiSettingsTab* midi_ = nullptr;
 };
 
 } // namespace ostinel
