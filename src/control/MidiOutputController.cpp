@@ -34,7 +34,7 @@ MidiOutputController::MidiOutputController(MidiSystem& midi, MainLoop& loop, Pre
     // on ours.
     std::weak_ptr<MidiOutputController*> weak = self_;
     MainLoop* mainLoop = &loop;
-    midi.setDestinationListener([weak, mainLoop] {
+    midi.addDestinationListener([weak, mainLoop] {
         if (weak.expired()) return;
         mainLoop->post([weak] {
             if (auto self = weak.lock()) (*self)->refreshDestinations();
