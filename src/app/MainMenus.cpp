@@ -10,6 +10,7 @@
 #include "app/OstinelApp.h"
 #include "app/RevealFile.h"
 #include "platform/Preferences.h"
+#include "timecode/TimecodeController.h"
 #include "workspace/editpanel/EditPanel.h"
 #include "workspace/waveform/WaveformPanel.h"
 
@@ -85,6 +86,22 @@ void MainWindow::buildMenus() {
             &QAction::triggered, waveform_, &WaveformPanel::zoomOut);
     connect(addCommand(view, QStringLiteral("Zoom to Fit"), "zoomToFit", {QKeySequence(Qt::CTRL | Qt::Key_0)}),
             &QAction::triggered, waveform_, &WaveformPanel::zoomToFit);
+
+    if (TimecodeController* timecode = app_.workspace().timecode) {
+        view->addSeparator();
+        QAction* large = addCommand(view, QStringLiteral("Show Large Timecode"), "showLargeTimecode");
+        QAction* below = addCommand(view, QStringLiteral("Large Timecode Below Waveform"), "largeTimecodeBelow");
+        for (QAction* action : {large, below}) action->setCheckable(true);
+        auto reflect = [timecode, large, below] {
+            large->setChecked(timecode->showLargeTimecode());
+            below->setChecked(timecode->largeTimecodeBelow());
+            below->setEnabled(timecode->showLargeTimecode());
+        };
+        reflect();
+        connect(large, &QAction::toggled, timecode, &TimecodeController::setShowLargeTimecode);
+        connect(below, &QAction::toggled, timecode, &TimecodeController::setLargeTimecodeBelow);
+        connect(timecode, &TimecodeController::largeTimecodeChanged, this, reflect);
+    }
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
     connect(addCommand(help, QStringLiteral("About Ostinel"), "about"), &QAction::triggered, this,

@@ -14,7 +14,9 @@
 #include "workspace/settings/SettingsWindow.h"
 #include "workspace/showlist/ShowListView.h"
 #include "workspace/strips/TimelineStripView.h"
+#include "timecode/TimecodeController.h"
 #include "workspace/transport/NoticeBanner.h"
+#include "workspace/transport/TimecodeView.h"
 #include "workspace/transport/TransportBar.h"
 #include "workspace/waveform/WaveformPanel.h"
 
@@ -40,6 +42,13 @@ MainWindow::~MainWindow() {
     editPanel_->commitPendingEdits();
 }
 
+void MainWindow::placeLargeTimecode() {
+    const TimecodeController* timecode = app_.workspace().timecode;
+    middleColumn_->removeWidget(largeTimecode_);
+    middleColumn_->insertWidget(timecode && timecode->largeTimecodeBelow() ? 1 : 0, largeTimecode_);
+    largeTimecode_->setVisible(timecode && timecode->showLargeTimecode());
+}
+
 void MainWindow::buildPanels() {
     Workspace& ws = app_.workspace();
     auto* central = new QWidget(this);
@@ -58,13 +67,22 @@ void MainWindow::buildPanels() {
     split->setChildrenCollapsible(false);
     split->setHandleWidth(3);
     showList_ = new ShowListView(ws, split);
-    waveform_ = new WaveformPanel(ws, split);
+    auto* middle = new QWidget(split);
+    middleColumn_ = new QVBoxLayout(middle);
+    middleColumn_->setContentsMargins(0, 0, 0, 0);
+    middleColumn_->setSpacing(0);
+    waveform_ = new WaveformPanel(ws, middle);
+    middleColumn_->addWidget(waveform_, 1);
+    largeTimecode_ = new TimecodeView(ws, TimecodeView::Size::large, middle);
+    largeTimecode_->setObjectName(QStringLiteral("largeTimecode"));
+    placeLargeTimecode();
+    if (ws.timecode) connect(ws.timecode, &TimecodeController::largeTimecodeChanged, this, &MainWindow::placeLargeTimecode);
     using Strip = WaveformController::Strip;
     for (Strip kind : {Strip::notes, Strip::midiTriggers, Strip::oscTriggers})
         waveform_->addStrip(new TimelineStripView(ws, kind, waveform_));
     editPanel_ = new EditPanel(ws, split);
     split->addWidget(showList_);
-    split->addWidget(waveform_);
+    split->addWidget(middle);
     split->addWidget(editPanel_);
     split->setStretchFactor(0, 0);
     split->setStretchFactor(1, 1);

@@ -2,12 +2,15 @@
 
 #include <QMainWindow>
 
+class QVBoxLayout;
+
 namespace ostinel {
 
 class EditPanel;
 class OstinelApp;
 class SettingsWindow;
 class ShowListView;
+class TimecodeView;
 class WaveformPanel;
 
 // The one window: transport and notice on top, the running order on the
@@ -41,6 +44,7 @@ protected:
 
 private:
     void buildPanels();
+    void placeLargeTimecode();
     void buildMenus();
     void fillRecentMenu();
     void updateTitle();
@@ -51,6 +55,8 @@ private:
     OstinelApp& app_;
     ShowListView* showList_ = nullptr;
     WaveformPanel* waveform_ = nullptr;
+    QVBoxLayout* middleColumn_ = nullptr;
+    TimecodeView* largeTimecode_ = nullptr;
     EditPanel* editPanel_ = nullptr;
     SettingsWindow* settings_ = nullptr;
     QWidget* about_ = nullptr;

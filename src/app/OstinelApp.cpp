@@ -10,12 +10,16 @@
 #include "app/MainWindow.h"
 #include "app/OfflinePacer.h"
 #include "app/SingleInstance.h"
+#include "control/MidiOutputController.h"
+#include "platform/LoopbackMidiSystem.h"
+#include "platform/MidiSystem.h"
 #include "platform/OfflineAudioSystem.h"
 #include "platform/QtDialogs.h"
 #include "platform/QtMainLoop.h"
 #include "platform/SettingsPreferences.h"
 #include "playback/EngineLog.h"
 #include "playback/ShowModeKeyFilter.h"
+#include "timecode/TimecodeController.h"
 #include "workspace/common/Theme.h"
 
 // "com.ostinel.app": the shell's start-up and quit.
@@ -92,6 +96,8 @@ void OstinelApp::wire() {
     connect(&state_, &AppState::spectralColoringEnabledChanged, this, [this] { state_.prerenderShow(); });
     connect(&engine_, &PlaybackEngine::isPlayingChanged, this, &OstinelApp::logPlaying);
 
+    wireMidi();
+
     // With no audio server nobody pulls the offline device; without the pacer
     // the transport would stand still.
     if (auto* offline = dynamic_cast<OfflineAudioSystem*>(audio_.get()))
@@ -108,6 +114,24 @@ void OstinelApp::wire() {
     pruneAnalysisCache();
 }
 
+void OstinelApp::wireMidi() {
+    auto midi = MidiSystem::create(*audio_);
+    if (midi) {
+        midi_ = std::move(*midi);
+    } else {
+        // A forced backend that can't start: the show still runs, its MIDI goes nowhere.
+        auto loopback = std::make_unique<LoopbackMidiSystem>();
+        loopback->setFallbackReason(midi.error().message);
+        midi_ = std::move(loopback);
+    }
+    timecode_ = TimecodeController::live(loop_, preferences_, *midi_, *audio_);
+    timecode_->attach(engine_);
+    midiOutput_ = std::make_unique<MidiOutputController>(*midi_, loop_, preferences_);
+    engine_.onMidiTrigger = [this](const MidiTrigger& trigger) { midiOutput_->send(trigger); };
+    workspace_.timecode = timecode_.get();
+    workspace_.midiOutput = midiOutput_.get();
+}
+
 void OstinelApp::pruneAnalysisCache() {
     pruner_ = QThread::create([dir = paths_.analysisCache] {
         AnalysisDiskCache::prune(AnalysisDiskCache::pruneLimit, dir);
@@ -119,7 +143,10 @@ void OstinelApp::start(const QStringList& files) {
     if (started_) return;
     window_->show();
     window_->activateWindow();
-    if (const std::string reason = audio_->fallbackReason(); !reason.empty()) engine_.setNotice(reason);
+    if (const std::string reason = audio_->fallbackReason(); !reason.empty())
+        engine_.setNotice(reason);
+    else if (const std::string midiReason = midi_->fallbackReason(); !midiReason.empty())
+        engine_.setNotice(midiReason);
 
     state_.offerRecoveryIfAvailable();
     started_ = true;

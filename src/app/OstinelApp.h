@@ -25,6 +25,9 @@ class InputMonitor;
 class InstanceServer;
 class MainLoop;
 class MainWindow;
+class MidiOutputController;
+class MidiSystem;
+class TimecodeController;
 class OfflinePacer;
 class Preferences;
 class QtDialogs;
@@ -70,6 +73,9 @@ public:
     WaveformViewState& view() { return view_; }
     CueContext& cues() { return cues_; }
     Workspace& workspace() { return workspace_; }
+    MidiSystem& midi() { return *midi_; }
+    TimecodeController& timecode() { return *timecode_; }
+    MidiOutputController& midiOutput() { return *midiOutput_; }
     MainWindow& window() { return *window_; }
     // Only on the offline device.
     OfflinePacer* pacer() { return pacer_.get(); }
@@ -87,6 +93,7 @@ private:
                std::unique_ptr<AudioSystem> audio, AppPaths paths);
 
     void wire();
+    void wireMidi();
     bool confirmQuit();
     void pruneAnalysisCache();
     void resyncTransportLater();
@@ -107,6 +114,10 @@ private:
     WaveformViewState view_;
     CueContext cues_;
     Workspace workspace_;
+
+    std::unique_ptr<MidiSystem> midi_;
+    std::unique_ptr<TimecodeController> timecode_;
+    std::unique_ptr<MidiOutputController> midiOutput_;
 
     ShowModeKeys::TransportConnections transport_;
     std::optional<MainLoop::TimerId> resyncTimer_;

@@ -8,6 +8,7 @@ class Dialogs;
 class MainLoop;
 class MidiOutputController;
 class PlaybackEngine;
+class TimecodeController;
 class Preferences;
 class WaveformStore;
 class WaveformViewState;
@@ -27,6 +28,7 @@ struct Workspace {
     CueContext& cues;
     // Optional ones last, so that a rig without them needs no mention of them.
     MidiOutputController* midiOutput = nullptr;
+    TimecodeController* timecode = nullptr;
 };
 
 } // namespace ostinel

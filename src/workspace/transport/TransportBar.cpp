@@ -15,6 +15,7 @@
 #include "playback/ShowModeKeys.h"
 #include "workspace/common/Theme.h"
 #include "workspace/common/Workspace.h"
+#include "workspace/transport/TimecodeView.h"
 #include "workspace/transport/TransportViews.h"
 
 namespace ostinel {
@@ -143,6 +144,10 @@ TransportBar::TransportBar(Workspace& workspace, QWidget* parent) : QWidget(pare
     row->addLayout(buttons);
     row->addLayout(names, 1);
     row->addWidget(clock_);
+    timecode_ = new TimecodeView(workspace_, TimecodeView::Size::header, this);
+    timecode_->setObjectName(QStringLiteral("timecode"));
+    timecode_->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
+    row->addWidget(timecode_);
     // Under the meters, so the cue names keep their width.
     auto* output = new QVBoxLayout;
     output->setSpacing(4);

@@ -12,6 +12,7 @@ struct Workspace;
 class ClockView;
 class ElidedLabel;
 class MeterView;
+class TimecodeView;
 
 // GO!, the transport buttons, the mode switch, the running and next cue, the
 // clocks and the output meters: the strip the operator watches during a show.
@@ -48,6 +49,7 @@ private:
     ElidedLabel* upcoming_ = nullptr;
     ElidedLabel* activity_ = nullptr;
     ClockView* clock_ = nullptr;
+    TimecodeView* timecode_ = nullptr;
     MeterView* meters_ = nullptr;
     QLabel* noOutput_ = nullptr;
     QTimer* frameTimer_ = nullptr;
