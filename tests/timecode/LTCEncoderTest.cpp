@@ -134,6 +134,17 @@ TEST(LTCEncoder, HalfBitsAreFractionalSampleCounts) {
     EXPECT_EQ(LTCEncoder(48000.0, R::fps25).halfBitSamples(), 12.0);
     EXPECT_DOUBLE_EQ(LTCEncoder(44100.0, R::fps2997df).halfBitSamples(), 44100.0 * 1001 / 4800000);
 
+    // A boundary falls on the sample that takes the countdown to zero.
+    LTCEncoder at25(48000.0, R::fps25);
+    std::vector<float> sink(24);
+    at25.fill(sink.data(), 11, 1.0f);
+    EXPECT_FALSE(at25.inSecondHalf());
+    at25.fill(sink.data(), 1, 1.0f);
+    EXPECT_TRUE(at25.inSecondHalf());
+    at25.fill(sink.data(), 12, 1.0f);
+    EXPECT_EQ(at25.bitIndex(), 1);
+    EXPECT_FALSE(at25.inSecondHalf());
+
     // The fraction is carried: one minute at 44.1 kHz is 1798.2 frames.
     LTCEncoder encoder(44100.0, R::fps2997df);
     std::vector<float> buffer(44100 * 60);
@@ -162,6 +173,24 @@ TEST(LTCEncoder, FrameBitsTheDecoderDoesNotShow) {
     EXPECT_EQ(encoder.frameNumber(), 0);
     EXPECT_EQ(encoder.bitIndex(), 0);
     EXPECT_FALSE(encoder.inSecondHalf());
+}
+
+// Devices ask for what they like; the signal must not depend on it.
+TEST(LTCEncoder, UnevenPeriodsMakeTheSameSignal) {
+    LTCEncoder whole(44100.0, R::fps2997df), pieces(44100.0, R::fps2997df);
+    std::vector<float> expected(44100), got(expected.size());
+    whole.fill(expected.data(), std::int64_t(expected.size()), 0.5f);
+    const std::int64_t sizes[] = {1, 9, 0, 10, 512, 37, 2, 1024};
+    for (std::int64_t at = 0, k = 0; at < std::int64_t(got.size()); at += sizes[k++ % 8])
+        pieces.fill(got.data() + at, std::min<std::int64_t>(sizes[k % 8], std::int64_t(got.size()) - at),
+                    0.5f);
+    EXPECT_EQ(pieces.frameNumber(), whole.frameNumber());
+    EXPECT_EQ(pieces.bitIndex(), whole.bitIndex());
+    EXPECT_EQ(pieces.inSecondHalf(), whole.inSecondHalf());
+    float worst = 0;
+    for (std::size_t i = 0; i < got.size(); ++i)
+        worst = std::max(worst, std::abs(got[i] - expected[i]));
+    EXPECT_LT(worst, 1e-6f);
 }
 
 // The correction bit keeps every frame starting on the same edge.
