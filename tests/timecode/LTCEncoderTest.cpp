@@ -121,6 +121,7 @@ TEST(LTCEncoder, AnIndependentDecoderReadsEveryFrameInTurnAtEveryRate) {
             const std::int64_t last = encoder.frameNumber() - 1;
 
             const auto frames = reader.finish();
+            // The last frame sent in full before the jump started a frame or more before it.
             const auto jump = std::find_if(frames.begin(), frames.end(), [&](auto& f) {
                 return f.off_start >= jumpAt - std::int64_t(40 * encoder.halfBitSamples());
             });
