@@ -17,10 +17,10 @@ asan: deps
 	@cmake -S . -B build/asan $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=Debug -DOSTINEL_SANITIZE=address,undefined -DOSTINEL_BENCH=ON >/dev/null
 	@cmake --build build/asan -j $(JOBS)
 
-# The threaded parts (player, scheduler, engine) again under ThreadSanitizer.
+# The threaded parts (player, scheduler, engine, timecode) again under ThreadSanitizer.
 tsan: deps
 	@cmake -S . -B build/tsan $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOSTINEL_SANITIZE=thread >/dev/null
-	@cmake --build build/tsan -j $(JOBS) --target test_playback
+	@cmake --build build/tsan -j $(JOBS) --target test_playback test_timecode
 
 demo: release
 	@rm -rf build/Demo && build/release/tools/ostinel-cli demo build/Demo
@@ -38,7 +38,7 @@ test: asan tsan fuzz-build
 	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 600
 	@cd build/tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
-	  QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 600 -L playback
+	  QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 600 -L 'playback|timecode'
 
 # libFuzzer targets, clang with ASan and UBSan, on the pure core only.
 fuzz-build: deps

@@ -1,5 +1,6 @@
 #include "timecode/LTCEncoder.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace ostinel {
@@ -59,26 +60,44 @@ void LTCEncoder::buildFrameBits() noexcept {
     if (ones % 2) bits_[rate_ == TimecodeRate::fps25 ? 59 : 27] = true;
 }
 
-void LTCEncoder::fill(float* buffer, std::int64_t count, float amplitude) noexcept {
-    for (std::int64_t i = 0; i < count; ++i) {
-        samplesUntilToggle_ -= 1.0;
-        while (samplesUntilToggle_ <= 0.0) {
-            samplesUntilToggle_ += halfBitSamples_;
-            if (inSecondHalf_) {
-                if (++bitIndex_ == bitsPerFrame) {
-                    bitIndex_ = 0;
-                    ++frameNumber_;
-                    buildFrameBits();
-                }
-                polarity_ = -polarity_;
-                inSecondHalf_ = false;
-            } else {
-                if (bits_[std::size_t(bitIndex_)]) polarity_ = -polarity_;
-                inSecondHalf_ = true;
-            }
+void LTCEncoder::advanceHalfCell() noexcept {
+    samplesUntilToggle_ += halfBitSamples_;
+    if (inSecondHalf_) {
+        if (++bitIndex_ == bitsPerFrame) {
+            bitIndex_ = 0;
+            ++frameNumber_;
+            buildFrameBits();
         }
+        polarity_ = -polarity_;
+        inSecondHalf_ = false;
+    } else {
+        if (bits_[std::size_t(bitIndex_)]) polarity_ = -polarity_;
+        inSecondHalf_ = true;
+    }
+}
+
+void LTCEncoder::fill(float* buffer, std::int64_t count, float amplitude) noexcept {
+    // Between boundaries the level holds, so the low-pass runs as its distance
+    // from the level: one multiplication a sample, the loop free of branches.
+    // Whole samples come off the countdown exactly, so a run of them at once
+    // lands where one at a time would.
+    const float keep = 1.0f - smoothK_;
+    for (std::int64_t i = 0; i < count;) {
+        const auto steady = std::int64_t(std::ceil(samplesUntilToggle_)) - 1;
+        const std::int64_t run = std::min(count - i, std::max<std::int64_t>(steady, 0));
+        float offset = smoothed_ - polarity_;
+        for (const std::int64_t end = i + run; i < end; ++i) {
+            offset *= keep;
+            buffer[i] = amplitude * (polarity_ + offset);
+        }
+        smoothed_ = polarity_ + offset;
+        samplesUntilToggle_ -= double(run);
+        if (i == count) break;
+
+        samplesUntilToggle_ -= 1.0;
+        while (samplesUntilToggle_ <= 0.0) advanceHalfCell();
         smoothed_ += smoothK_ * (polarity_ - smoothed_);
-        buffer[i] = amplitude * smoothed_;
+        buffer[i++] = amplitude * smoothed_;
     }
 }
 

@@ -36,6 +36,8 @@ public:
 
 private:
     void buildFrameBits() noexcept;
+    // One half-cell boundary: the next bit, or the mid-cell edge of a one.
+    void advanceHalfCell() noexcept;
 
     double sampleRate_;
     TimecodeRate rate_;

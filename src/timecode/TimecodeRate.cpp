@@ -46,9 +46,12 @@ std::string_view trimmed(std::string_view text) {
 
 namespace {
 
-// The platform's integer reading: an optional sign, then digits only.
+// The platform's integer reading: one optional sign, then digits only.
 std::optional<std::int64_t> integer(std::string_view text) {
-    if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+    if (!text.empty() && text.front() == '+') {
+        text.remove_prefix(1);
+        if (!text.empty() && text.front() == '-') return std::nullopt;
+    }
     if (text.empty() || text.front() == '+') return std::nullopt;
     std::int64_t value = 0;
     auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -127,8 +130,14 @@ std::optional<double> seconds(TimecodeRate rate, std::string_view text) {
     const auto [h, m, s, f] = piece;
     if (rate != TimecodeRate::fps2997df)
         return double(h) * 3600.0 + double(m) * 60.0 + double(s) + double(f) / double(nominalFps(rate));
-    const std::int64_t totalMinutes = h * 60 + m;
-    const std::int64_t frames = h * 108000 + m * 1800 + s * 30 + f - 2 * (totalMinutes - totalMinutes / 10);
+    // Text naming more frames than a count holds does not parse, rather than
+    // stopping the process over a typing slip.
+    std::int64_t totalMinutes = 0, frames = 0, secondFrames = 0;
+    if (__builtin_mul_overflow(h, 60, &totalMinutes) || __builtin_add_overflow(totalMinutes, m, &totalMinutes) ||
+        __builtin_mul_overflow(totalMinutes, 1800, &frames) || __builtin_mul_overflow(s, 30, &secondFrames) ||
+        __builtin_add_overflow(frames, secondFrames, &frames) || __builtin_add_overflow(frames, f, &frames) ||
+        __builtin_sub_overflow(frames, 2 * (totalMinutes - totalMinutes / 10), &frames))
+        return std::nullopt;
     return double(frames) / exactFps(rate);
 }
 
@@ -154,7 +163,11 @@ std::optional<double> parseTime(std::string_view input) {
         if (end == std::string::npos) end = text.size();
         std::string_view piece(text.data() + begin, end - begin);
         if (!piece.empty()) {
-            if (piece.front() == '+') piece.remove_prefix(1);
+            // One sign at most: from_chars takes a "-" but not a "+".
+            if (piece.front() == '+') {
+                piece.remove_prefix(1);
+                if (!piece.empty() && piece.front() == '-') return std::nullopt;
+            }
             double value = 0.0;
             auto [stop, error] = std::from_chars(piece.data(), piece.data() + piece.size(), value);
             if (piece.empty() || error != std::errc() || stop != piece.data() + piece.size()) return std::nullopt;
