@@ -43,7 +43,11 @@ std::optional<Error> replace(const std::string& path, const std::string& text) {
         if (error) return Error{error.message()};
         target = link.is_absolute() ? link : target.parent_path() / link;
     }
-    const fs::path temporary = target.parent_path() / ("." + target.filename().string() + ".saving");
+    // Appended piece by piece: GCC 12 warns falsely of overlap on "." + name.
+    std::string name = ".";
+    name += target.filename().string();
+    name += ".saving";
+    const fs::path temporary = target.parent_path() / name;
     if (auto failed = writeSynced(temporary.string(), text)) {
         fs::remove(temporary, error);
         return failed;
