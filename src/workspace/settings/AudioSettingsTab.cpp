@@ -11,6 +11,7 @@
 #include <string>
 
 #include "platform/AudioSystem.h"
+#include "workspace/settings/LtcSettingsSection.h"
 #include "playback/PlaybackEngine.h"
 #include "workspace/common/Workspace.h"
 #include "workspace/settings/SettingsRows.h"
@@ -72,6 +73,10 @@ AudioSettingsTab::AudioSettingsTab(Workspace& workspace, QWidget* parent)
     form->addRow("Protection:",
                  settingsField(limiter_, "Catches peaks above full scale before they reach the "
                                          "output. Leave on unless a limiter follows in the chain."));
+    if (workspace.timecode) {
+        ltc_ = new LtcSettingsSection(*workspace.timecode, workspace.audio, this);
+        form->addRow(ltc_);
+    }
     refresh();
 
     device_->beforePopup = [this] { refresh(); };

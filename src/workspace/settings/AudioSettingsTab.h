@@ -12,6 +12,7 @@ class QLabel;
 namespace ostinel {
 
 struct Workspace;
+class LtcSettingsSection;
 class RefreshingComboBox;
 
 // Output device, channel pair and limiter. Choices go through the engine,
@@ -27,6 +28,8 @@ public:
     RefreshingComboBox* deviceBox() const { return device_; }
     RefreshingComboBox* channelBox() const { return channels_; }
     QCheckBox* limiter() const { return limiter_; }
+    // Only with a timecode controller.
+    LtcSettingsSection* ltcSection() const { return ltc_; }
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -42,6 +45,7 @@ private:
     RefreshingComboBox* channels_ = nullptr;
     QLabel* backend_ = nullptr;
     QCheckBox* limiter_ = nullptr;
+    LtcSettingsSection* ltc_ = nullptr;
 };
 
 } // namespace ostinel

@@ -8,6 +8,7 @@
 #include "control/MidiOutputController.h"
 #include "workspace/common/Workspace.h"
 #include "workspace/settings/MidiDestinationList.h"
+#include "workspace/settings/MtcSettingsSection.h"
 #include "workspace/settings/SettingsRows.h"
 
 namespace ostinel {
@@ -34,11 +35,11 @@ MidiSettingsTab::MidiSettingsTab(Workspace& workspace, QWidget* parent) : QWidge
     sections_->setSpacing(22);
     column->addLayout(sections_);
     column->addStretch(1);
+    if (workspace.timecode) {
+        mtc_ = new MtcSettingsSection(*workspace.timecode);
+        sections_->addWidget(mtc_);
+    }
     if (workspace.midiOutput) sections_->addWidget(triggersSection(workspace));
-}
-
-void MidiSettingsTab::insertTimecodeSection(QWidget* section) {
-    sections_->insertWidget(0, section);
 }
 
 QWidget* MidiSettingsTab::triggersSection(Workspace& workspace) {
