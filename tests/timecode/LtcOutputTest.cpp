@@ -113,6 +113,16 @@ TEST_F(LtcOutput, ARateChangeReplacesTheEncoderAtTheNextRender) {
     for (int k = 0; k < 20; ++k)
         ASSERT_EQ(rig.render()[1], fresh.next(level18)) << k;
     EXPECT_TRUE(fresh.encoder.bits()[10]); // the drop-frame flag: it really is the new rate
+
+    // So does a device at another sample rate.
+    main.addDevice({"slow", "Slow", 2}, 44100.0);
+    rig.ltc.configure("slow", 0);
+    const double at = 10.0 + rig.now();
+    LTCEncoder slow(44100.0, TimecodeRate::fps2997df);
+    slow.locate(at);
+    std::vector<float> expected(LtcRig::period);
+    slow.fill(expected.data(), LtcRig::period, level18);
+    EXPECT_EQ(rig.render()[0], expected);
 }
 
 // Real-time rules, counted on a real render thread while the main thread

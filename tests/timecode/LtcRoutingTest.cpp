@@ -127,5 +127,27 @@ TEST_F(LtcRouting, AnUnpluggedDeviceGivesWayToTheDefaultUntilTheRoutingIsApplied
     EXPECT_EQ(ltc.output().currentDeviceUID(), "usb");
 }
 
+TEST_F(LtcRouting, InSplitTheLTCFollowsTheMusicsDeviceAtTheNextPass) {
+    music.audio.addDevice({"four", "Four", 4});
+    engine.setOutputDeviceUID("four");
+    engine.setOutputChannelOffset(2);
+    apply(split(true));
+
+    music.audio.removeDevice("four"); // the music falls back to the default and its pair there
+    music.loop.runPosted();
+    apply(split(true));
+    EXPECT_EQ(engine.outputDeviceUID(), std::nullopt);
+    EXPECT_EQ(ltc.output().currentDeviceUID(), "offline");
+    EXPECT_EQ(ltc.output().channelMap(), (std::vector<int>{-1, 0}));
+    EXPECT_EQ(engine.monoOutputChannel(), 0);
+
+    music.audio.addDevice({"four", "Four", 4}); // and returns to it
+    music.loop.runPosted();
+    apply(split(true));
+    EXPECT_EQ(ltc.output().currentDeviceUID(), "four");
+    EXPECT_EQ(ltc.output().channelMap(), (std::vector<int>{-1, -1, -1, 0}));
+    EXPECT_EQ(engine.monoOutputChannel(), 2);
+}
+
 } // namespace
 } // namespace ostinel
