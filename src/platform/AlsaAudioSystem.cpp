@@ -201,7 +201,9 @@ void addNanoseconds(timespec& t, long long ns) {
 
 class AlsaAudioSystem final : public ServedAudioSystem {
 public:
-    AlsaAudioSystem() = default;
+    // A companion opens its PCM when it can: a device busy now is an error
+    // of start(), not of the opening.
+    explicit AlsaAudioSystem(bool companion = false) : companion_(companion) {}
 
     ~AlsaAudioSystem() override {
         stopStream();
@@ -211,8 +213,12 @@ public:
 
     std::optional<Error> setUp() {
         auto opened = openStream(defaultPcm, deviceChannels(defaultPcm, 2));
-        if (!opened) return opened.error();
-        adopt(*opened, std::string(uidPrefix) + defaultPcm);
+        if (opened)
+            adopt(*opened, std::string(uidPrefix) + defaultPcm);
+        else if (companion_)
+            currentUid_ = std::string(uidPrefix) + defaultPcm;
+        else
+            return opened.error();
         cards_ = cardList();
         // Normal priority: hot-plug is no real-time matter.
         poller_ = std::make_unique<PeriodicThread>("ostinel-alsadev", cardPollSeconds, 0, [this] { poll(); });
@@ -220,6 +226,13 @@ public:
     }
 
     std::string backendName() const override { return "alsa"; }
+
+    Expected<std::unique_ptr<AudioSystem>> openCompanion(const std::string&, int sourceCount) override {
+        auto companion = std::make_unique<AlsaAudioSystem>(true);
+        companion->setSourceCount(sourceCount);
+        if (auto error = companion->setUp()) return *error;
+        return std::unique_ptr<AudioSystem>(std::move(companion));
+    }
 
     std::vector<AudioDevice> outputDevices() override {
         std::lock_guard lock(deviceMutex_);
@@ -230,6 +243,9 @@ public:
 
     std::optional<Error> start() override {
         if (running_) return std::nullopt;
+        if (!stream_.pcm && companion_ && currentUid_) {
+            if (auto error = openLater()) return error;
+        }
         if (!stream_.pcm) return Error{"ALSA: no output device is open."};
         const auto frames = std::size_t(stream_.period);
         for (auto& s : sources_) s.assign(frames, 0.0f);
@@ -269,6 +285,10 @@ public:
 
     std::optional<Error> setChannelMap(const std::vector<int>& map) override {
         std::lock_guard lock(deviceMutex_);
+        if (openChannels_ == 0 && companion_ && currentUid_) {
+            map_ = map; // checked when the PCM opens
+            return std::nullopt;
+        }
         if (openChannels_ == 0) return Error{"The audio output device is not connected."};
         if (auto error = checkChannelMap(map, openChannels_)) return error;
         const bool wasRunning = running_;
@@ -283,6 +303,20 @@ public:
     }
 
 private:
+    // The companion's PCM, busy when it was routed, tried again; the map
+    // asked for meanwhile holds if the device has its channels. Main thread,
+    // with or without deviceMutex_ held (setDevice restarts under it).
+    std::optional<Error> openLater() {
+        const std::string pcm = currentUid_->substr(std::strlen(uidPrefix));
+        const auto offered = playbackChannels(pcm).value_or(2);
+        auto opened = openStream(pcm, deviceChannels(pcm, unsigned(offered)));
+        if (!opened) return opened.error();
+        const auto wanted = map_;
+        adopt(*opened, *currentUid_);
+        if (!wanted.empty() && !checkChannelMap(wanted, openChannels_)) map_ = wanted;
+        return std::nullopt;
+    }
+
     void adopt(Stream opened, const std::string& uid) {
         closeStream(stream_);
         stream_ = opened;
@@ -377,6 +411,7 @@ private:
     // deviceMutex_ guards the routing against the main thread's readers. The
     // stream thread owns stream_ between start and stop (reopening it after a
     // loss), and only reads the rest.
+    const bool companion_;
     mutable std::mutex deviceMutex_;
     Stream stream_;
     std::optional<std::string> currentUid_;

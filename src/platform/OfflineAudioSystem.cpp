@@ -10,30 +10,57 @@ namespace ostinel {
 using audioserver::sourceFor;
 
 OfflineAudioSystem::OfflineAudioSystem(double sampleRate, int periodFrames)
-    : sampleRate_(sampleRate), periodFrames_(periodFrames) {
-    if (!(sampleRate > 0) || periodFrames <= 0 || periodFrames > maxRenderFrames)
+    : OfflineAudioSystem(std::make_shared<Hardware>(Hardware{
+                             {{{"offline", "Offline", 2}, std::nullopt}}, "offline", sampleRate, {}}),
+                         periodFrames) {
+    if (!(sampleRate > 0)) throw std::invalid_argument("offline audio needs a positive sample rate and period");
+}
+
+OfflineAudioSystem::OfflineAudioSystem(std::shared_ptr<Hardware> hardware, int periodFrames)
+    : hardware_(std::move(hardware)), periodFrames_(periodFrames) {
+    if (periodFrames <= 0 || periodFrames > maxRenderFrames)
         throw std::invalid_argument("offline audio needs a positive sample rate and period");
-    devices_.push_back({{"offline", "Offline", 2}, std::nullopt});
-    defaultUid_ = "offline";
-    currentUid_ = "offline";
-    map_ = audioserver::defaultChannelMap(2);
+    currentUid_ = hardware_->defaultUid;
+    if (const Entry* e = currentUid_ ? find(*currentUid_) : nullptr)
+        map_ = audioserver::defaultChannelMap(e->device.channelCount);
     sources_.assign(maxSources, std::vector<float>(std::size_t(periodFrames_)));
+    hardware_->systems.push_back(this);
+}
+
+OfflineAudioSystem::~OfflineAudioSystem() { std::erase(hardware_->systems, this); }
+
+Expected<std::unique_ptr<AudioSystem>> OfflineAudioSystem::openCompanion(const std::string&, int sourceCount) {
+    std::unique_ptr<OfflineAudioSystem> companion(new OfflineAudioSystem(hardware_, periodFrames_));
+    companion->setSourceCount(sourceCount);
+    return std::unique_ptr<AudioSystem>(std::move(companion));
 }
 
 const OfflineAudioSystem::Entry* OfflineAudioSystem::find(const std::string& uid) const {
-    auto it = std::find_if(devices_.begin(), devices_.end(), [&](const Entry& e) { return e.device.uid == uid; });
-    return it == devices_.end() ? nullptr : &*it;
+    const auto& devices = hardware_->devices;
+    auto it = std::find_if(devices.begin(), devices.end(), [&](const Entry& e) { return e.device.uid == uid; });
+    return it == devices.end() ? nullptr : &*it;
 }
 
+// Every system on the hardware hears of it; a listener may open or close one.
 void OfflineAudioSystem::notify() const {
-    if (listener_) listener_();
+    const auto systems = hardware_->systems;
+    for (OfflineAudioSystem* system : systems)
+        if (std::ranges::find(hardware_->systems, system) != hardware_->systems.end() && system->listener_)
+            system->listener_();
 }
 
 std::vector<std::vector<float>> OfflineAudioSystem::render(int frames) {
+    std::vector<std::vector<float>> out;
+    render(frames, out);
+    return out;
+}
+
+void OfflineAudioSystem::render(int frames, std::vector<std::vector<float>>& out) {
     const Entry* current = currentUid_ ? find(*currentUid_) : nullptr;
     const int channels = current ? current->device.channelCount : 0;
-    std::vector<std::vector<float>> out(std::size_t(channels), std::vector<float>(std::size_t(std::max(frames, 0))));
-    if (!running_) return out;
+    out.resize(std::size_t(channels));
+    for (auto& channel : out) channel.assign(std::size_t(std::max(frames, 0)), 0.0f);
+    if (!running_) return;
     float* sources[maxSources] = {sources_[0].data(), sources_[1].data()};
     for (int done = 0; done < frames;) {
         const int n = std::min(periodFrames_, frames - done);
@@ -45,36 +72,39 @@ std::vector<std::vector<float>> OfflineAudioSystem::render(int frames) {
         }
         done += n;
     }
-    return out;
 }
 
 void OfflineAudioSystem::addDevice(const AudioDevice& device, std::optional<double> sampleRate) {
-    auto it = std::find_if(devices_.begin(), devices_.end(), [&](const Entry& e) { return e.device.uid == device.uid; });
-    if (it != devices_.end())
+    auto& devices = hardware_->devices;
+    auto it = std::find_if(devices.begin(), devices.end(), [&](const Entry& e) { return e.device.uid == device.uid; });
+    if (it != devices.end())
         *it = {device, sampleRate};
     else
-        devices_.push_back({device, sampleRate});
+        devices.push_back({device, sampleRate});
     notify();
 }
 
 void OfflineAudioSystem::removeDevice(const std::string& uid) {
-    if (const Entry* e = find(uid); e && uid == currentUid_) lastRate_ = e->sampleRate.value_or(sampleRate_);
-    const auto removed = std::erase_if(devices_, [&](const Entry& e) { return e.device.uid == uid; });
+    if (const Entry* e = find(uid)) {
+        for (OfflineAudioSystem* system : hardware_->systems)
+            if (uid == system->currentUid_) system->lastRate_ = e->sampleRate.value_or(hardware_->sampleRate);
+    }
+    const auto removed = std::erase_if(hardware_->devices, [&](const Entry& e) { return e.device.uid == uid; });
     if (removed == 0) return;
-    if (defaultUid_ == uid) defaultUid_.reset();
+    if (hardware_->defaultUid == uid) hardware_->defaultUid.reset();
     notify();
 }
 
 void OfflineAudioSystem::setDefaultDevice(std::optional<std::string> uid) {
     if (uid && !find(*uid)) uid.reset();
-    if (uid == defaultUid_) return;
-    defaultUid_ = std::move(uid);
+    if (uid == hardware_->defaultUid) return;
+    hardware_->defaultUid = std::move(uid);
     notify();
 }
 
 void OfflineAudioSystem::setSampleRate(double rate) {
     if (!(rate > 0)) throw std::invalid_argument("offline audio needs a positive sample rate");
-    sampleRate_ = rate;
+    hardware_->sampleRate = rate;
 }
 
 void OfflineAudioSystem::setPeriodFrames(int frames) {
@@ -85,7 +115,7 @@ void OfflineAudioSystem::setPeriodFrames(int frames) {
 
 std::vector<AudioDevice> OfflineAudioSystem::outputDevices() {
     std::vector<AudioDevice> all;
-    for (const auto& e : devices_) all.push_back(e.device);
+    for (const auto& e : hardware_->devices) all.push_back(e.device);
     return all;
 }
 
@@ -119,7 +149,7 @@ std::optional<Error> OfflineAudioSystem::setChannelMap(const std::vector<int>& m
 
 double OfflineAudioSystem::sampleRate() const {
     const Entry* e = currentUid_ ? find(*currentUid_) : nullptr;
-    return e ? e->sampleRate.value_or(sampleRate_) : lastRate_.value_or(sampleRate_);
+    return e ? e->sampleRate.value_or(hardware_->sampleRate) : lastRate_.value_or(hardware_->sampleRate);
 }
 
 } // namespace ostinel

@@ -75,5 +75,44 @@ TEST(AlsaBackend, WritesMappedPeriodsInTheFormatThePcmTakes) {
     }
 }
 
+// The companion opens a PCM of its own; the main output stays stopped, so the
+// file holds the companion's stream alone, through its own map.
+TEST(AlsaBackend, ACompanionPlaysItsOwnStreamThroughItsOwnMap) {
+    test::TempDir dir;
+    const auto raw = dir.file("out.raw");
+    const auto config = dir.write("asound.conf", "pcm.!default { type linear slave { format S16_LE pcm { type file file \"" +
+                                                     raw + "\" format raw slave.pcm { type null } } } }\n");
+    ScopedEnv alsaConfig("ALSA_CONFIG_PATH", config);
+    ScopedEnv forced("OSTINEL_AUDIO_BACKEND", "alsa");
+    auto created = AudioSystem::create();
+    ASSERT_TRUE(created) << created.error().message;
+    auto opened = (*created)->openCompanion("Ostinel LTC", 1);
+    ASSERT_TRUE(opened) << opened.error().message;
+    auto& companion = **opened;
+    EXPECT_EQ(companion.sourceCount(), 1);
+    EXPECT_EQ(companion.currentDeviceUID(), "alsa:default");
+
+    RampRenderer ramp;
+    ramp.attach(companion);
+    ASSERT_FALSE(companion.setChannelMap({-1, 0}));
+    ASSERT_FALSE(companion.start());
+    EXPECT_FALSE((*created)->isRunning());
+    constexpr std::uintmax_t frames = 4096;
+    EXPECT_TRUE(test::eventually([&] {
+        std::error_code error;
+        const auto size = std::filesystem::file_size(raw, error);
+        return !error && size >= frames * 4;
+    }));
+    companion.stop();
+
+    const std::string bytes = test::readText(raw);
+    ASSERT_GE(bytes.size(), frames * 4);
+    const auto* samples = reinterpret_cast<const std::int16_t*>(bytes.data());
+    for (std::size_t f = 0; f < frames; ++f) {
+        ASSERT_EQ(samples[2 * f], 0) << "frame " << f;
+        ASSERT_EQ(samples[2 * f + 1], std::int16_t(RampRenderer::at(std::int64_t(f)) * 32768.0f)) << "frame " << f;
+    }
+}
+
 } // namespace
 } // namespace ostinel

@@ -132,6 +132,45 @@ TEST(OfflineAudioSystem, TheDefaultDeviceCallsTheListenerOnlyWhenItChanges) {
     EXPECT_EQ(audio.defaultOutputDeviceUID(), std::nullopt);
 }
 
+TEST(OfflineAudioSystem, ACompanionSharesTheDevicesButRoutesAndFlowsOnItsOwn) {
+    OfflineAudioSystem audio(44100.0, 256);
+    auto opened = audio.openCompanion("Timecode", 1);
+    ASSERT_TRUE(opened);
+    auto& companion = static_cast<OfflineAudioSystem&>(**opened);
+    EXPECT_EQ(companion.sourceCount(), 1);
+    EXPECT_EQ(companion.sampleRate(), 44100.0);
+    EXPECT_EQ(companion.periodFrames(), 256);
+    int calls = 0, companionCalls = 0;
+    audio.setDeviceListener([&] { ++calls; });
+    companion.setDeviceListener([&] { ++companionCalls; });
+
+    // Plugged into one, seen by both.
+    companion.addDevice({"usb", "USB", 4});
+    EXPECT_EQ(audio.outputDevices(), companion.outputDevices());
+    EXPECT_EQ(calls + companionCalls, 2);
+    ASSERT_FALSE(companion.setDevice("usb"));
+    ASSERT_FALSE(companion.setChannelMap({-1, -1, 0}));
+    EXPECT_EQ(audio.currentDeviceUID(), "offline");
+
+    RampRenderer ramp, other;
+    ramp.attach(audio);
+    other.attach(companion);
+    ASSERT_FALSE(companion.start());
+    EXPECT_TRUE(audio.render(50)[0] == std::vector<float>(50)); // stopped: the flow is each one's own
+    auto out = companion.render(50);
+    ASSERT_EQ(out.size(), 4u);
+    expectRamp(out[2], 0, 1.0f);
+    expectSilent(out[3]);
+    EXPECT_EQ(ramp.frames(), 0);
+
+    audio.removeDevice("usb");
+    EXPECT_EQ(calls + companionCalls, 4);
+    EXPECT_TRUE(companion.render(10).empty());
+    opened->reset();
+    audio.addDevice({"usb", "USB", 4}); // a closed companion hears nothing
+    EXPECT_EQ(calls + companionCalls, 5);
+}
+
 TEST(AudioSystemCreate, HonoursTheForcedBackend) {
     {
         test::ScopedEnv forced("OSTINEL_AUDIO_BACKEND", "offline");
