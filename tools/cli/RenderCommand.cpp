@@ -1,7 +1,9 @@
 // ostinel-cli render FILE.ot --cue N --seconds S --out OUT.wav [--rate R]
-// [--go T]... [--stop-fade T]...: plays one cue through the real engine on
-// the offline device, in virtual time, and writes what the device heard as
-// 32-bit float WAV; the engine's events go to standard output as JSON lines.
+// [--go T]... [--stop-fade T]... [--timecode-rate R] [--ltc-out LTC.wav]
+// [--midi-out MIDI.txt]: plays one cue through the real engine on the offline
+// device, in virtual time, and writes what the device heard as 32-bit float
+// WAV; the engine's events go to standard output as JSON lines. The LTC
+// output and every MIDI message sent can be written too, timed exactly.
 
 #include <sndfile.h>
 
@@ -15,6 +17,7 @@
 #include "Command.h"
 #include "CueRun.h"
 #include "ReadOnlyPreferences.h"
+#include "RenderTimecode.h"
 #include "platform/ManualMainLoop.h"
 #include "platform/OfflineAudioSystem.h"
 #include "playback/PlaybackEngine.h"
@@ -24,7 +27,8 @@ namespace ostinel::cli {
 namespace {
 
 const char* const usage =
-    "usage: ostinel-cli render FILE.ot --cue N --seconds S --out OUT.wav [--rate R] [--go T]... [--stop-fade T]...";
+    "usage: ostinel-cli render FILE.ot --cue N --seconds S --out OUT.wav [--rate R] [--go T]... [--stop-fade T]... "
+    "[--timecode-rate R] [--ltc-out LTC.wav] [--midi-out MIDI.txt]";
 
 std::optional<double> number(const std::string& text) {
     double value = 0.0;
@@ -42,6 +46,7 @@ int render(const Args& args) {
     std::string showPath, cue, out;
     double seconds = 0.0, rate = 48000.0;
     std::vector<std::pair<double, bool>> times;
+    RenderTimecode::Options timecodeOptions;
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
         const bool hasValue = i + 1 < args.size();
@@ -49,6 +54,14 @@ int render(const Args& args) {
             cue = args[++i];
         } else if (a == "--out" && hasValue) {
             out = args[++i];
+        } else if (a == "--ltc-out" && hasValue) {
+            timecodeOptions.ltcOut = args[++i];
+        } else if (a == "--midi-out" && hasValue) {
+            timecodeOptions.midiOut = args[++i];
+        } else if (a == "--timecode-rate" && hasValue) {
+            auto rate = timecode::rateFromRaw(args[++i]);
+            if (!rate) return fail("--timecode-rate takes fps24, fps25, fps2997df or fps30, not \"" + args[i] + "\"");
+            timecodeOptions.rate = *rate;
         } else if ((a == "--seconds" || a == "--rate" || a == "--go" || a == "--stop-fade") && hasValue) {
             auto value = number(args[++i]);
             if (!value || *value < 0.0) return fail(a + " takes a number of seconds or a rate, not \"" + args[i] + "\"");
@@ -83,6 +96,9 @@ int render(const Args& args) {
     std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(sf_open(out.c_str(), SFM_WRITE, &info), sf_close);
     if (!file) return fail("Could not write " + out + ": " + sf_strerror(nullptr));
 
+    auto sends = RenderTimecode::open(timecodeOptions, loop, audio, engine);
+    if (!sends) return fail(sends.error().message);
+
     std::vector<Action> actions;
     for (auto [t, isGo] : times) actions.push_back({std::int64_t(std::llround(t * rate)), isGo});
     std::stable_sort(actions.begin(), actions.end(), [](auto& a, auto& b) { return a.frame < b.frame; });
@@ -104,19 +120,22 @@ int render(const Args& args) {
         std::int64_t frames = std::min<std::int64_t>(period, total - rendered);
         if (next != actions.end()) frames = std::min(frames, next->frame - rendered);
         const auto channels = audio.render(int(frames));
+        if (auto error = (*sends)->renderPeriod(int(frames))) return fail(error->message);
         interleaved.assign(std::size_t(frames) * 2, 0.0f);
         for (std::size_t c = 0; c < std::min<std::size_t>(channels.size(), 2); ++c)
             for (std::int64_t f = 0; f < frames; ++f) interleaved[std::size_t(f) * 2 + c] = channels[c][std::size_t(f)];
         if (sf_writef_float(file.get(), interleaved.data(), frames) != frames)
             return fail("Could not write " + out + ": " + sf_strerror(file.get()));
         rendered += frames;
-        loop.advance(double(frames) / rate);
+        (*sends)->advanceTo(double(rendered) / rate);
         events.checkLoop();
     }
     return 0;
 }
 
-const Command command("render", "render FILE.ot --cue N --seconds S --out OUT.wav [--rate R] [--go T]... [--stop-fade T]...",
+const Command command("render",
+                      "render FILE.ot --cue N --seconds S --out OUT.wav [--rate R] [--go T]... [--stop-fade T]... "
+                      "[--timecode-rate R] [--ltc-out LTC.wav] [--midi-out MIDI.txt]",
                       render);
 
 } // namespace
