@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -54,6 +55,16 @@ std::optional<std::int64_t> take(AudioSystem& audio, const RampRenderer& ramp, J
 
 void expectSilent(const std::vector<float>& in) { EXPECT_EQ(firstSound(in), in.size()); }
 
+// Other clients see a connection change a moment after it is made.
+bool connectedTo(const JackRecorder& recorder, const std::string& port, std::vector<std::string> expected) {
+    std::sort(expected.begin(), expected.end());
+    return eventually([&] {
+        auto connections = recorder.connections(port);
+        std::sort(connections.begin(), connections.end());
+        return connections == expected;
+    });
+}
+
 class JackOutput : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -106,8 +117,8 @@ TEST_F(JackOutput, TheChannelMapRoutesToChannelsThreeAndFourOfAFourPortDevice) {
     ASSERT_FALSE(audio->setDevice("jack:Stage"));
     EXPECT_EQ(audio->channelMap(), (std::vector<int>{0, 1, -1, -1}));
     ASSERT_FALSE(audio->setChannelMap({-1, -1, 0, 1}));
-    EXPECT_TRUE(stage.connections("system:playback_1").empty());
-    EXPECT_EQ(stage.connections("Stage:playback_3"), std::vector<std::string>{"Ostinel:out_1"});
+    EXPECT_TRUE(connectedTo(stage, "system:playback_1", {}));
+    EXPECT_TRUE(connectedTo(stage, "Stage:playback_3", {"Ostinel:out_1"}));
 
     const auto first = take(*audio, ramp, stage, 8192);
     ASSERT_TRUE(first);
@@ -171,6 +182,35 @@ TEST_F(JackOutput, ADeviceComingAndGoingCallsTheListenerAndGetsItsRoutingBack) {
                observer.connections("Stage:playback_4") == std::vector<std::string>{"Ostinel:out_2"};
     }));
     EXPECT_TRUE(observer.connections("Stage:playback_1").empty());
+}
+
+TEST_F(JackOutput, ACompanionIsAClientOfItsOwnWithItsOwnRouting) {
+    JackRecorder stage("Stage", 4, true);
+    auto opened = audio->openCompanion("Ostinel LTC", 1);
+    ASSERT_TRUE(opened) << opened.error().message;
+    auto& ltc = **opened;
+    EXPECT_EQ(ltc.sourceCount(), 1);
+    ltc.setSourceCount(2);
+    EXPECT_EQ(ltc.sourceCount(), 1);
+    // One port for one source, on the default device from the start.
+    EXPECT_TRUE(connectedTo(stage, "system:playback_1", {"Ostinel:out_1", "Ostinel LTC:out_1"}));
+    EXPECT_TRUE(connectedTo(stage, "system:playback_2", {"Ostinel:out_2"}));
+
+    ASSERT_FALSE(ltc.setDevice("jack:Stage"));
+    ASSERT_FALSE(ltc.setChannelMap({-1, 1, 0}));
+    EXPECT_TRUE(connectedTo(stage, "Stage:playback_3", {"Ostinel LTC:out_1"}));
+    EXPECT_TRUE(connectedTo(stage, "Stage:playback_2", {}));
+    EXPECT_EQ(audio->currentDeviceUID(), "jack:system");
+
+    RampRenderer code;
+    code.attach(ltc);
+    const auto start = take(ltc, code, stage, 8192);
+    ASSERT_TRUE(start);
+    expectSilent(stage.received(0));
+    expectSilent(stage.received(1));
+    expectSilent(stage.received(3));
+    const auto third = stage.received(2);
+    expectRampFrom(third, firstSound(third), 1.0f, *start);
 }
 
 TEST_F(JackOutput, TheDevicesCommandListsTheServersDevices) {
