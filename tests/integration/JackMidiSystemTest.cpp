@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 #include <time.h>
 
+#include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <thread>
 
@@ -51,6 +53,29 @@ bool connectedTo(const JackMidiCapture& capture, const std::vector<std::string>&
     return eventually([&] { return capture.connections() == expected; });
 }
 
+// Counts calls of a listener that any thread may call.
+struct CallCounter {
+    std::function<void()> listener() {
+        return [this] {
+            std::lock_guard lock(mutex);
+            ++calls;
+            changed.notify_all();
+        };
+    }
+    int count() {
+        std::lock_guard lock(mutex);
+        return calls;
+    }
+    bool waitPast(int seen) {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, std::chrono::seconds(5), [&] { return calls > seen; });
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    int calls = 0;
+};
+
 class JackMidi : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -66,6 +91,7 @@ protected:
     ScopedEnv audioForced{"OSTINEL_AUDIO_BACKEND", "jack"};
     ScopedEnv midiForced{"OSTINEL_MIDI_BACKEND", "jack"};
     std::unique_ptr<AudioSystem> audio;
+    CallCounter destinationCalls; // goes after the MIDI system that calls it
     std::unique_ptr<MidiSystem> midi;
 };
 
@@ -142,22 +168,9 @@ TEST_F(JackMidi, TimedMessagesArriveSpacedToTheSample) {
 }
 
 TEST_F(JackMidi, DestinationsComeAndGoAndAreConnectedAgainOnReturn) {
-    std::mutex mutex;
-    std::condition_variable changed;
-    int calls = 0;
-    midi->setDestinationListener([&] {
-        std::lock_guard lock(mutex);
-        ++calls;
-        changed.notify_all();
-    });
-    auto callsSoFar = [&] {
-        std::lock_guard lock(mutex);
-        return calls;
-    };
-    auto waitPast = [&](int seen) {
-        std::unique_lock lock(mutex);
-        return changed.wait_for(lock, std::chrono::seconds(5), [&] { return calls > seen; });
-    };
+    midi->setDestinationListener(destinationCalls.listener());
+    auto callsSoFar = [&] { return destinationCalls.count(); };
+    auto waitPast = [&](int seen) { return destinationCalls.waitPast(seen); };
 
     auto triggers = midi->createOutput("Ostinel Triggers");
     ASSERT_TRUE(triggers);
