@@ -11,9 +11,11 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <mutex>
+#include <thread>
 #include <utility>
 
 #include "platform/AudioSystemBackends.h"
@@ -39,6 +41,9 @@ constexpr double riseLimitUsecs = 2.0;
 // A callback this many periods later than expected means frames were lost
 // (an overrun, a stalled server): the estimate starts again.
 constexpr double resyncPeriods = 4.0;
+// How long a closing port waits for the cycle that empties it; a server
+// that stalls longer gets the port taken away as it is.
+constexpr auto closingTimeout = std::chrono::seconds(1);
 
 double monotonicUsecs() {
     timespec t{};
@@ -78,6 +83,10 @@ public:
     void write(jack_nframes_t frames, const CycleClock& clock) noexcept {
         void* buffer = jack_port_get_buffer(port_, frames);
         jack_midi_clear_buffer(buffer);
+        if (closing_.load(std::memory_order_acquire)) {
+            cleared_.store(true, std::memory_order_release);
+            return;
+        }
         jack_nframes_t last = 0;
         while (const QueuedMidiMessage* message = queue_.front()) {
             jack_nframes_t frame = last;
@@ -98,6 +107,8 @@ public:
     const std::string fullName_;
     std::vector<std::string> destinations_; // under the system's mutex
     MidiMessageQueue<queueCapacity> queue_;
+    std::atomic<bool> closing_{false};
+    std::atomic<bool> cleared_{false};
 };
 
 class JackMidiSystem final : public MidiSystem, JackClientHooks::ProcessHook {
@@ -148,6 +159,13 @@ public:
 
     void remove(JackMidiOutput& output) {
         std::lock_guard lock(mutex_);
+        // A port's buffer keeps its events until cleared, and the server
+        // hands them on again in every cycle: one more cycle leaves it empty.
+        output.closing_.store(true, std::memory_order_release);
+        const auto deadline = std::chrono::steady_clock::now() + closingTimeout;
+        while (hooks_.serverRunning() && !output.cleared_.load(std::memory_order_acquire) &&
+               std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         // Pairs with process(): either it no longer sees the port, or we see
         // it busy and wait out the one cycle.
         for (auto& slot : slots_)
