@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <nlohmann/json.hpp>
 
+#include "CallCounter.h"
 #include "Eventually.h"
 #include "JackServer.h"
 #include "platform/AudioSystem.h"
@@ -76,6 +74,7 @@ protected:
 
     test::JackServer server;
     ScopedEnv forced{"OSTINEL_AUDIO_BACKEND", "jack"};
+    test::CallCounter deviceCalls;
     std::unique_ptr<AudioSystem> audio;
     RampRenderer ramp;
 };
@@ -135,22 +134,9 @@ TEST_F(JackOutput, TheChannelMapRoutesToChannelsThreeAndFourOfAFourPortDevice) {
 }
 
 TEST_F(JackOutput, ADeviceComingAndGoingCallsTheListenerAndGetsItsRoutingBack) {
-    std::mutex mutex;
-    std::condition_variable changed;
-    int calls = 0;
-    audio->setDeviceListener([&] {
-        std::lock_guard lock(mutex);
-        ++calls;
-        changed.notify_all();
-    });
-    auto callsSoFar = [&] {
-        std::lock_guard lock(mutex);
-        return calls;
-    };
-    auto waitPast = [&](int seen) {
-        std::unique_lock lock(mutex);
-        return changed.wait_for(lock, std::chrono::seconds(5), [&] { return calls > seen; });
-    };
+    audio->setDeviceListener(deviceCalls.listener());
+    auto callsSoFar = [&] { return deviceCalls.count(); };
+    auto waitPast = [&](int seen) { return deviceCalls.waitPast(seen); };
     auto listed = [&] {
         for (const auto& d : audio->outputDevices())
             if (d == AudioDevice{"jack:Stage", "Stage", 4}) return true;

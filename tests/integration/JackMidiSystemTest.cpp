@@ -1,12 +1,9 @@
 #include <gtest/gtest.h>
 #include <time.h>
 
-#include <chrono>
-#include <condition_variable>
-#include <functional>
-#include <mutex>
 #include <thread>
 
+#include "CallCounter.h"
 #include "Eventually.h"
 #include "JackMidiCapture.h"
 #include "JackServer.h"
@@ -53,29 +50,6 @@ bool connectedTo(const JackMidiCapture& capture, const std::vector<std::string>&
     return eventually([&] { return capture.connections() == expected; });
 }
 
-// Counts calls of a listener that any thread may call.
-struct CallCounter {
-    std::function<void()> listener() {
-        return [this] {
-            std::lock_guard lock(mutex);
-            ++calls;
-            changed.notify_all();
-        };
-    }
-    int count() {
-        std::lock_guard lock(mutex);
-        return calls;
-    }
-    bool waitPast(int seen) {
-        std::unique_lock lock(mutex);
-        return changed.wait_for(lock, std::chrono::seconds(5), [&] { return calls > seen; });
-    }
-
-    std::mutex mutex;
-    std::condition_variable changed;
-    int calls = 0;
-};
-
 class JackMidi : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -91,7 +65,7 @@ protected:
     ScopedEnv audioForced{"OSTINEL_AUDIO_BACKEND", "jack"};
     ScopedEnv midiForced{"OSTINEL_MIDI_BACKEND", "jack"};
     std::unique_ptr<AudioSystem> audio;
-    CallCounter destinationCalls; // goes after the MIDI system that calls it
+    test::CallCounter destinationCalls;
     std::unique_ptr<MidiSystem> midi;
 };
 
