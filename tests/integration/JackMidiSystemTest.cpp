@@ -116,9 +116,11 @@ TEST_F(JackMidi, TimedMessagesArriveSpacedToTheSample) {
 
     // 10 ms apart is 480 frames at 48 kHz: not a multiple of the 256-frame
     // period, so messages bunched at period starts would show. Each leaves a
-    // little before its time, as from a clock thread. A take spoiled by a
-    // server overrun is sent again.
+    // little before its time, as from a clock thread. A message without a
+    // time, sent after the sixth, waits behind it. A take spoiled by a server
+    // overrun is sent again.
     constexpr int count = 12;
+    constexpr int untimedAfter = 5;
     std::vector<JackMidiCapture::Event> events;
     for (int attempt = 0; attempt < 10 && events.empty(); ++attempt) {
         desk.clear();
@@ -128,13 +130,18 @@ TEST_F(JackMidi, TimedMessagesArriveSpacedToTheSample) {
                 const double at = first + 0.01 * k;
                 sleepUntil(at - 0.02);
                 send(*mtc, {0xF1, std::uint8_t(k)}, at);
+                if (k == untimedAfter) send(*mtc, {0xF8});
             }
         });
         sender.join();
-        ASSERT_TRUE(desk.waitFor(count));
+        ASSERT_TRUE(desk.waitFor(count + 1));
         if (desk.xruns() == 0) events = desk.events();
     }
-    ASSERT_EQ(events.size(), std::size_t(count));
+    ASSERT_EQ(events.size(), std::size_t(count + 1));
+    const auto untimed = events[untimedAfter + 1];
+    EXPECT_EQ(untimed.bytes, Bytes{0xF8});
+    EXPECT_EQ(untimed.frame, events[untimedAfter].frame);
+    events.erase(events.begin() + untimedAfter + 1);
     for (int k = 1; k < count; ++k) {
         EXPECT_EQ(events[k].bytes[1], k);
         EXPECT_NEAR(double(events[k].frame - events[k - 1].frame), 480.0, 1.0) << "message " << k;
