@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -12,6 +13,8 @@
 #include <vector>
 
 #include "platform/AudioSystem.h"
+
+typedef struct _jack_client jack_client_t;
 
 namespace ostinel::audioserver {
 
@@ -66,12 +69,13 @@ public:
     void setDeviceListener(std::function<void()> listener) override { listener_.set(std::move(listener)); }
 
 protected:
-    // Real-time: fills maxSources buffers, those the renderer doesn't feed
-    // (all while stopped) with silence. Returns the source count it used.
-    int pull(float* const* sources, int frames) noexcept {
-        const int count = sourceCount_.load(std::memory_order_relaxed);
+    // Real-time: fills `buffers` buffers (at most maxSources), those the
+    // renderer doesn't feed (all while stopped) with silence. Returns the
+    // source count it used.
+    int pull(float* const* sources, int frames, int buffers = maxSources) noexcept {
+        const int count = std::min(sourceCount_.load(std::memory_order_relaxed), buffers);
         const int fed = gate_.render(sources, count, frames) ? count : 0;
-        for (int i = fed; i < maxSources; ++i) std::fill_n(sources[i], frames, 0.0f);
+        for (int i = fed; i < buffers; ++i) std::fill_n(sources[i], frames, 0.0f);
         return count;
     }
 
@@ -81,6 +85,38 @@ protected:
     std::atomic<int> periodFrames_{0};
     ListenerSlot listener_;
 };
+
+// What JACK MIDI needs of a JACK output: its client, a turn in its process
+// callback and word of port changes, so MIDI ports share the audio's client
+// and cycle.
+class JackClientHooks {
+public:
+    // Real-time work done in every cycle, after the audio.
+    class ProcessHook {
+    public:
+        virtual void process(unsigned frames) noexcept = 0;
+
+    protected:
+        ~ProcessHook() = default;
+    };
+
+    virtual jack_client_t* jackClient() const = 0;
+    virtual bool serverRunning() const = 0;
+    // Main thread. Replacing it returns once the old hook's last call has
+    // ended, so its object may go; null removes it.
+    virtual void setProcessHook(ProcessHook* hook) = 0;
+    // Called on JACK's notification thread, which mustn't call the server,
+    // with the id of every port registered or unregistered, and with no id
+    // when the server stops. It must only hop. Replacing it returns once a
+    // call in progress has ended.
+    virtual void setPortListener(std::function<void(std::optional<std::uint32_t>)> listener) = 0;
+
+protected:
+    ~JackClientHooks() = default;
+};
+
+// The hooks of a JACK output; null for every other backend.
+JackClientHooks* jackClientHooks(AudioSystem& audio);
 
 // Checks a channel map against a device; see AudioSystem::setChannelMap.
 std::optional<Error> checkChannelMap(const std::vector<int>& map, int deviceChannels);

@@ -1,5 +1,5 @@
 // The JACK output: one client "Ostinel" for the whole run, two ports, made
-// and activated once. Devices are the clients owning physical playback ports;
+// and activated once; a companion is another client with ports of its own. Devices are the clients owning physical playback ports;
 // routing is the set of connections from our ports to theirs.
 
 #include <jack/jack.h>
@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <mutex>
+#include <sched.h>
 
 #include "platform/AudioSystemBackends.h"
 #include "platform/PeriodicThread.h"
@@ -26,7 +27,7 @@ struct DevicePorts {
 
 std::string clientOf(const std::string& port) { return port.substr(0, port.find(':')); }
 
-class JackAudioSystem final : public ServedAudioSystem {
+class JackAudioSystem final : public ServedAudioSystem, public JackClientHooks {
 public:
     ~JackAudioSystem() override {
         gate_.close();
@@ -37,19 +38,26 @@ public:
         jack_client_close(client_);
     }
 
-    static Expected<std::unique_ptr<AudioSystem>> open() {
+    static Expected<std::unique_ptr<AudioSystem>> open(const std::string& name, int sourceCount) {
         jack_status_t status{};
-        jack_client_t* client = jack_client_open("Ostinel", JackNoStartServer, &status);
+        jack_client_t* client = jack_client_open(name.c_str(), JackNoStartServer, &status);
         if (!client) {
             if (status & JackServerFailed) return Error{"JACK: no server is running."};
             return Error{"JACK: the server refused a client (status " + std::to_string(int(status)) + ")."};
         }
-        std::unique_ptr<JackAudioSystem> self(new JackAudioSystem(client));
+        std::unique_ptr<JackAudioSystem> self(new JackAudioSystem(client, std::clamp(sourceCount, 1, int(maxSources))));
         if (auto error = self->setUp()) return *error;
         return std::unique_ptr<AudioSystem>(std::move(self));
     }
 
     std::string backendName() const override { return "jack"; }
+
+    Expected<std::unique_ptr<AudioSystem>> openCompanion(const std::string& name, int sourceCount) override {
+        return open(name, sourceCount);
+    }
+
+    // A companion has no port for a second source.
+    void setSourceCount(int count) override { ServedAudioSystem::setSourceCount(std::min(count, portCount_)); }
 
     std::vector<AudioDevice> outputDevices() override {
         std::vector<AudioDevice> devices;
@@ -100,11 +108,30 @@ public:
         return map_;
     }
 
+    jack_client_t* jackClient() const override { return client_; }
+    bool serverRunning() const override { return !serverGone_.load(); }
+
+    void setProcessHook(ProcessHook* hook) override {
+        // Pairs with process(): either it sees the new hook, or we see it
+        // busy and wait out the one call.
+        hook_.store(hook, std::memory_order_seq_cst);
+        while (hookBusy_.load(std::memory_order_seq_cst)) sched_yield();
+    }
+
+    void setPortListener(std::function<void(std::optional<std::uint32_t>)> listener) override {
+        std::lock_guard lock(portListenerMutex_);
+        portListener_ = std::move(listener);
+    }
+
 private:
-    explicit JackAudioSystem(jack_client_t* client) : client_(client) {}
+    using PortListener = std::function<void(std::optional<std::uint32_t>)>;
+
+    JackAudioSystem(jack_client_t* client, int portCount) : client_(client), portCount_(portCount) {
+        ServedAudioSystem::setSourceCount(portCount);
+    }
 
     std::optional<Error> setUp() {
-        for (int i = 0; i < maxSources; ++i) {
+        for (int i = 0; i < portCount_; ++i) {
             const std::string shortName = "out_" + std::to_string(i + 1);
             ports_[i] = jack_port_register(client_, shortName.c_str(), JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0);
             if (!ports_[i]) return Error{"JACK: couldn't register the port " + shortName + "."};
@@ -151,12 +178,12 @@ private:
     // device comes back.
     std::optional<Error> connectLocked(const DevicePorts& device, bool fresh) {
         std::optional<Error> failure;
-        for (int s = 0; fresh && s < maxSources; ++s)
+        for (int s = 0; fresh && s < portCount_; ++s)
             if (jack_port_disconnect(client_, ports_[s]) != 0 && !failure)
                 failure = Error{"JACK: couldn't disconnect " + portNames_[s] + "."};
         for (std::size_t c = 0; c < device.ports.size() && c < map_.size(); ++c) {
             const int s = map_[c];
-            if (s < 0) continue;
+            if (s < 0 || s >= portCount_) continue;
             const int rc = jack_connect(client_, portNames_[s].c_str(), device.ports[c].c_str());
             if (rc != 0 && rc != EEXIST && !failure)
                 failure = Error{"JACK: couldn't connect " + portNames_[s] + " to " + device.ports[c] + "."};
@@ -184,9 +211,13 @@ private:
 
     static int process(jack_nframes_t frames, void* arg) {
         auto* self = static_cast<JackAudioSystem*>(arg);
-        float* out[maxSources];
-        for (int i = 0; i < maxSources; ++i) out[i] = static_cast<float*>(jack_port_get_buffer(self->ports_[i], frames));
-        self->pull(out, int(frames));
+        float* out[maxSources] = {};
+        for (int i = 0; i < self->portCount_; ++i)
+            out[i] = static_cast<float*>(jack_port_get_buffer(self->ports_[i], frames));
+        self->pull(out, int(frames), self->portCount_);
+        self->hookBusy_.store(true, std::memory_order_seq_cst);
+        if (auto* hook = self->hook_.load(std::memory_order_seq_cst)) hook->process(frames);
+        self->hookBusy_.store(false, std::memory_order_seq_cst);
         return 0;
     }
 
@@ -206,15 +237,24 @@ private:
         const jack_port_t* port = jack_port_by_id(self->client_, id);
         const int playback = JackPortIsPhysical | JackPortIsInput;
         if (!port || (jack_port_flags(port) & playback) == playback) self->wakeWorker();
+        self->notifyPortListener(id);
+    }
+
+    // Held across the call, so that a listener replaced is never called again.
+    void notifyPortListener(std::optional<std::uint32_t> id) const {
+        std::lock_guard lock(portListenerMutex_);
+        if (portListener_) portListener_(id);
     }
 
     static void serverStopped(jack_status_t, const char*, void* arg) {
         auto* self = static_cast<JackAudioSystem*>(arg);
         self->serverGone_.store(true);
         self->wakeWorker();
+        self->notifyPortListener(std::nullopt);
     }
 
     jack_client_t* client_;
+    const int portCount_;
     jack_port_t* ports_[maxSources] = {};
     std::string portNames_[maxSources];
     std::atomic<bool> serverGone_{false};
@@ -225,6 +265,11 @@ private:
 
     std::atomic<bool> changed_{false};
     std::unique_ptr<PeriodicThread> worker_;
+
+    std::atomic<ProcessHook*> hook_{nullptr};
+    std::atomic<bool> hookBusy_{false};
+    mutable std::mutex portListenerMutex_;
+    PortListener portListener_;
 };
 
 void silence(const char*) {}
@@ -238,7 +283,9 @@ Expected<std::unique_ptr<AudioSystem>> openJack() {
         jack_set_error_function(silence);
         jack_set_info_function(silence);
     });
-    return JackAudioSystem::open();
+    return JackAudioSystem::open("Ostinel", AudioSystem::maxSources);
 }
+
+JackClientHooks* jackClientHooks(AudioSystem& audio) { return dynamic_cast<JackAudioSystem*>(&audio); }
 
 } // namespace ostinel::audioserver

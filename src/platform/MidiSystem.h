@@ -68,7 +68,8 @@ public:
     // Why the automatic choice fell back, for the notice; empty otherwise.
     virtual std::string fallbackReason() const { return {}; }
 
-    // Null when the server refuses the port.
+    // Null when the server refuses the port. The output goes before the
+    // system does.
     virtual std::unique_ptr<MidiOutput> createOutput(const std::string& portName) = 0;
     // Present inputs of other software, in the server's order; unnamed ones
     // and our own ports are left out.

@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "CallCounter.h"
 #include "Eventually.h"
 #include "JackServer.h"
 #include "platform/AudioSystem.h"
@@ -54,6 +53,16 @@ std::optional<std::int64_t> take(AudioSystem& audio, const RampRenderer& ramp, J
 
 void expectSilent(const std::vector<float>& in) { EXPECT_EQ(firstSound(in), in.size()); }
 
+// Other clients see a connection change a moment after it is made.
+bool connectedTo(const JackRecorder& recorder, const std::string& port, std::vector<std::string> expected) {
+    std::sort(expected.begin(), expected.end());
+    return eventually([&] {
+        auto connections = recorder.connections(port);
+        std::sort(connections.begin(), connections.end());
+        return connections == expected;
+    });
+}
+
 class JackOutput : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -65,6 +74,7 @@ protected:
 
     test::JackServer server;
     ScopedEnv forced{"OSTINEL_AUDIO_BACKEND", "jack"};
+    test::CallCounter deviceCalls;
     std::unique_ptr<AudioSystem> audio;
     RampRenderer ramp;
 };
@@ -106,8 +116,8 @@ TEST_F(JackOutput, TheChannelMapRoutesToChannelsThreeAndFourOfAFourPortDevice) {
     ASSERT_FALSE(audio->setDevice("jack:Stage"));
     EXPECT_EQ(audio->channelMap(), (std::vector<int>{0, 1, -1, -1}));
     ASSERT_FALSE(audio->setChannelMap({-1, -1, 0, 1}));
-    EXPECT_TRUE(stage.connections("system:playback_1").empty());
-    EXPECT_EQ(stage.connections("Stage:playback_3"), std::vector<std::string>{"Ostinel:out_1"});
+    EXPECT_TRUE(connectedTo(stage, "system:playback_1", {}));
+    EXPECT_TRUE(connectedTo(stage, "Stage:playback_3", {"Ostinel:out_1"}));
 
     const auto first = take(*audio, ramp, stage, 8192);
     ASSERT_TRUE(first);
@@ -124,22 +134,9 @@ TEST_F(JackOutput, TheChannelMapRoutesToChannelsThreeAndFourOfAFourPortDevice) {
 }
 
 TEST_F(JackOutput, ADeviceComingAndGoingCallsTheListenerAndGetsItsRoutingBack) {
-    std::mutex mutex;
-    std::condition_variable changed;
-    int calls = 0;
-    audio->setDeviceListener([&] {
-        std::lock_guard lock(mutex);
-        ++calls;
-        changed.notify_all();
-    });
-    auto callsSoFar = [&] {
-        std::lock_guard lock(mutex);
-        return calls;
-    };
-    auto waitPast = [&](int seen) {
-        std::unique_lock lock(mutex);
-        return changed.wait_for(lock, std::chrono::seconds(5), [&] { return calls > seen; });
-    };
+    audio->setDeviceListener(deviceCalls.listener());
+    auto callsSoFar = [&] { return deviceCalls.count(); };
+    auto waitPast = [&](int seen) { return deviceCalls.waitPast(seen); };
     auto listed = [&] {
         for (const auto& d : audio->outputDevices())
             if (d == AudioDevice{"jack:Stage", "Stage", 4}) return true;
@@ -171,6 +168,35 @@ TEST_F(JackOutput, ADeviceComingAndGoingCallsTheListenerAndGetsItsRoutingBack) {
                observer.connections("Stage:playback_4") == std::vector<std::string>{"Ostinel:out_2"};
     }));
     EXPECT_TRUE(observer.connections("Stage:playback_1").empty());
+}
+
+TEST_F(JackOutput, ACompanionIsAClientOfItsOwnWithItsOwnRouting) {
+    JackRecorder stage("Stage", 4, true);
+    auto opened = audio->openCompanion("Ostinel LTC", 1);
+    ASSERT_TRUE(opened) << opened.error().message;
+    auto& ltc = **opened;
+    EXPECT_EQ(ltc.sourceCount(), 1);
+    ltc.setSourceCount(2);
+    EXPECT_EQ(ltc.sourceCount(), 1);
+    // One port for one source, on the default device from the start.
+    EXPECT_TRUE(connectedTo(stage, "system:playback_1", {"Ostinel:out_1", "Ostinel LTC:out_1"}));
+    EXPECT_TRUE(connectedTo(stage, "system:playback_2", {"Ostinel:out_2"}));
+
+    ASSERT_FALSE(ltc.setDevice("jack:Stage"));
+    ASSERT_FALSE(ltc.setChannelMap({-1, 1, 0}));
+    EXPECT_TRUE(connectedTo(stage, "Stage:playback_3", {"Ostinel LTC:out_1"}));
+    EXPECT_TRUE(connectedTo(stage, "Stage:playback_2", {}));
+    EXPECT_EQ(audio->currentDeviceUID(), "jack:system");
+
+    RampRenderer code;
+    code.attach(ltc);
+    const auto start = take(ltc, code, stage, 8192);
+    ASSERT_TRUE(start);
+    expectSilent(stage.received(0));
+    expectSilent(stage.received(1));
+    expectSilent(stage.received(3));
+    const auto third = stage.received(2);
+    expectRampFrom(third, firstSound(third), 1.0f, *start);
 }
 
 TEST_F(JackOutput, TheDevicesCommandListsTheServersDevices) {
