@@ -149,7 +149,7 @@ TEST_F(JackMidi, TimedMessagesArriveSpacedToTheSample) {
 }
 
 TEST_F(JackMidi, DestinationsComeAndGoAndAreConnectedAgainOnReturn) {
-    midi->setDestinationListener(destinationCalls.listener());
+    midi->addDestinationListener(destinationCalls.listener());
     auto callsSoFar = [&] { return destinationCalls.count(); };
     auto waitPast = [&](int seen) { return destinationCalls.waitPast(seen); };
 

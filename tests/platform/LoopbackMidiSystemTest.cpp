@@ -37,7 +37,7 @@ TEST(LoopbackMidi, TheTapSeesPortBytesTimeAndThePresentDestinationsReached) {
 TEST(LoopbackMidi, PluggingAndUnpluggingCallsTheListenerAndChangesWhatIsReached) {
     LoopbackMidiSystem midi;
     int calls = 0;
-    midi.setDestinationListener([&] { ++calls; });
+    midi.addDestinationListener([&] { ++calls; });
     std::vector<std::string> reached;
     midi.setTap([&](const LoopbackMessage& m) { reached = m.endpoints; });
     auto output = midi.createOutput("Ostinel Triggers");
