@@ -6,7 +6,9 @@
 
 #include "Command.h"
 #include "OpenShow.h"
+#include "control/MidiOutputController.h"
 #include "playback/PlaybackEngine.h"
+#include "timecode/TimecodeController.h"
 
 namespace ostinel::cli {
 
@@ -79,6 +81,33 @@ void EventLog::checkLoop() {
 
 void EventLog::print(const std::string& event, const std::string& key, const std::string& text) {
     writeLine(out_, {{"event", event}, {"t", clock_()}, {key, text}});
+}
+
+namespace {
+// Both run: `first`, then what the slot held.
+template <class Fn> void chain(std::function<Fn>& slot, std::function<Fn> first) {
+    if (!first) return;
+    if (!slot) {
+        slot = std::move(first);
+        return;
+    }
+    slot = [first = std::move(first), then = std::move(slot)](auto... args) {
+        first(args...);
+        then(args...);
+    };
+}
+} // namespace
+
+void attachSends(PlaybackEngine& engine, TimecodeController& timecode, MidiOutputController& triggers) {
+    auto locate = std::move(engine.onTimecodeLocate);
+    auto tick = std::move(engine.onTimecodeTick);
+    auto stop = std::move(engine.onTimecodeStop);
+    timecode.attach(engine);
+    chain(engine.onTimecodeLocate, std::move(locate));
+    chain(engine.onTimecodeTick, std::move(tick));
+    chain(engine.onTimecodeStop, std::move(stop));
+    chain(engine.onMidiTrigger, std::function<void(const MidiTrigger&)>(
+                                    [&triggers](const MidiTrigger& trigger) { triggers.send(trigger); }));
 }
 
 } // namespace ostinel::cli

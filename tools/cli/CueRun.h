@@ -8,7 +8,9 @@
 #include "document/Track.h"
 
 namespace ostinel {
+class MidiOutputController;
 class PlaybackEngine;
+class TimecodeController;
 }
 
 namespace ostinel::cli {
@@ -38,5 +40,9 @@ private:
     std::ostream& out_;
     std::string lastLoop_;
 };
+
+// Feeds the timecode outputs and the trigger output from the engine, after
+// whatever its callbacks already do (the event log's lines).
+void attachSends(PlaybackEngine& engine, TimecodeController& timecode, MidiOutputController& triggers);
 
 } // namespace ostinel::cli

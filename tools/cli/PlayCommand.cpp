@@ -1,5 +1,7 @@
-// ostinel-cli play FILE.ot --cue N [--device UID] [--pair K]: plays one cue
-// live on the audio server. Return is GO, Escape the stop fade, q quits;
+// ostinel-cli play FILE.ot --cue N [--device UID] [--pair K]
+// [--timecode-rate R] [--ltc-channel K]: plays one cue live on the audio
+// server, with MTC on "Ostinel MTC" and the triggers on "Ostinel Triggers"
+// of the MIDI system, and LTC on channel K of the same device if asked. Return is GO, Escape the stop fade, q quits;
 // standard input may also be a pipe. Notices and events are printed as JSON
 // lines; the program ends with the cue.
 
@@ -15,15 +17,26 @@
 #include "Command.h"
 #include "CueRun.h"
 #include "ReadOnlyPreferences.h"
+#include "control/MidiOutputController.h"
 #include "platform/AudioSystem.h"
+#include "platform/MidiSystem.h"
 #include "platform/QtMainLoop.h"
 #include "playback/PlaybackEngine.h"
+#include "timecode/TimecodeController.h"
 
 namespace ostinel::cli {
 
 namespace {
 
-const char* const usage = "usage: ostinel-cli play FILE.ot --cue N [--device UID] [--pair K]";
+const char* const usage =
+    "usage: ostinel-cli play FILE.ot --cue N [--device UID] [--pair K] [--timecode-rate R] [--ltc-channel K]";
+
+std::optional<int> positive(const std::string& text) {
+    int k = 0;
+    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), k);
+    if (error != std::errc() || end != text.data() + text.size() || k < 1) return std::nullopt;
+    return k;
+}
 
 // Keys arrive one by one and unechoed while the terminal is ours; the old
 // settings come back however the program ends its run.
@@ -51,7 +64,8 @@ private:
 int play(const Args& args) {
     std::string showPath, cue;
     std::optional<std::string> device;
-    std::optional<int> pair;
+    std::optional<int> pair, ltcChannel;
+    TimecodeRate rate = TimecodeRate::fps25;
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
         const bool hasValue = i + 1 < args.size();
@@ -60,12 +74,15 @@ int play(const Args& args) {
         } else if (a == "--device" && hasValue) {
             device = args[++i];
         } else if (a == "--pair" && hasValue) {
-            const std::string& text = args[++i];
-            int k = 0;
-            auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), k);
-            if (error != std::errc() || end != text.data() + text.size() || k < 1)
-                return fail("--pair takes a channel pair from 1 on (1 is channels 1-2), not \"" + text + "\"");
-            pair = k;
+            pair = positive(args[++i]);
+            if (!pair) return fail("--pair takes a channel pair from 1 on (1 is channels 1-2), not \"" + args[i] + "\"");
+        } else if (a == "--ltc-channel" && hasValue) {
+            ltcChannel = positive(args[++i]);
+            if (!ltcChannel) return fail("--ltc-channel takes a device channel from 1 on, not \"" + args[i] + "\"");
+        } else if (a == "--timecode-rate" && hasValue) {
+            auto known = timecode::rateFromRaw(args[++i]);
+            if (!known) return fail("--timecode-rate takes fps24, fps25, fps2997df or fps30, not \"" + args[i] + "\"");
+            rate = *known;
         } else if (showPath.empty() && !a.starts_with("--")) {
             showPath = a;
         } else {
@@ -106,6 +123,26 @@ int play(const Args& args) {
 
     if (device) engine.setOutputDeviceUID(*device);
     if (pair) engine.setOutputChannelOffset(2 * (*pair - 1));
+
+    auto midi = MidiSystem::create(system);
+    if (!midi) return fail(midi.error().message);
+    if (!(*midi)->fallbackReason().empty()) events.print("notice", "text", (*midi)->fallbackReason());
+    auto timecode = TimecodeController::live(loop, preferences, **midi, system);
+    MidiOutputController triggers(**midi, loop, preferences);
+    timecode->setRate(rate);
+    timecode->setEnabled(true);
+    timecode->setVirtualPortEnabled(true);
+    triggers.setEnabled(true);
+    attachSends(engine, *timecode, triggers);
+    if (ltcChannel) {
+        // Beside the music on the same device; a channel of the pair is refused with a notice.
+        timecode->setLtcMode(LTCMode::customRoute);
+        timecode->setLtcDeviceUID(engine.outputDeviceUID() ? engine.outputDeviceUID() : system.currentDeviceUID());
+        timecode->setLtcChannel(*ltcChannel - 1);
+        timecode->setLtcEnabled(true);
+    } else {
+        timecode->setLtcEnabled(false);
+    }
     engine.load(*track);
     if (!engine.hasFile()) return 1; // the notice has said why
 
@@ -141,7 +178,8 @@ int play(const Args& args) {
     return QCoreApplication::exec();
 }
 
-const Command command("play", "play FILE.ot --cue N [--device UID] [--pair K]", play);
+const Command command("play",
+                      "play FILE.ot --cue N [--device UID] [--pair K] [--timecode-rate R] [--ltc-channel K]", play);
 
 } // namespace
 

@@ -1,5 +1,6 @@
 #include "RenderTimecode.h"
 
+#include "CueRun.h"
 #include <cstdio>
 
 #include "control/MidiOutputController.h"
@@ -24,17 +25,6 @@ std::string line(const LoopbackMessage& message) {
         text += hex;
     }
     return text;
-}
-
-template <class Fn> void chain(std::function<Fn>& slot, std::function<Fn> first) {
-    if (!slot) {
-        slot = std::move(first);
-        return;
-    }
-    slot = [first = std::move(first), then = std::move(slot)](auto... args) {
-        first(args...);
-        then(args...);
-    };
 }
 
 } // namespace
@@ -67,16 +57,7 @@ Expected<std::unique_ptr<RenderTimecode>> RenderTimecode::open(const Options& op
     self->timecode_->setRate(options.rate);
     self->triggers_ = std::make_unique<MidiOutputController>(self->midi_, loop, self->preferences_);
 
-    auto locate = std::move(engine.onTimecodeLocate);
-    auto tick = std::move(engine.onTimecodeTick);
-    auto stop = std::move(engine.onTimecodeStop);
-    self->timecode_->attach(engine);
-    chain(engine.onTimecodeLocate, std::move(locate));
-    chain(engine.onTimecodeTick, std::move(tick));
-    chain(engine.onTimecodeStop, std::move(stop));
-    auto* triggers = self->triggers_.get();
-    chain(engine.onMidiTrigger, std::function<void(const MidiTrigger&)>(
-                                    [triggers](const MidiTrigger& trigger) { triggers->send(trigger); }));
+    attachSends(engine, *self->timecode_, *self->triggers_);
 
     if (!options.ltcOut.empty()) {
         // The LTC alone, on a device of its own: the music keeps its pair.
