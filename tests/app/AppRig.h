@@ -9,6 +9,7 @@
 #include "app/OstinelApp.h"
 #include "platform/ManualMainLoop.h"
 #include "platform/MemoryPreferences.h"
+#include "support/ScopedEnv.h"
 #include "support/ScriptedDialogs.h"
 #include "support/TempDir.h"
 
@@ -34,6 +35,8 @@ public:
 
     AppPaths paths() const { return AppPaths::under(dir.file("home")); }
 
+    // MIDI in memory: a test never opens ports on the machine's sequencer.
+    ScopedEnv midiBackend{"OSTINEL_MIDI_BACKEND", "loopback"};
     TempDir dir;
     ManualMainLoop loop;
     MemoryPreferences preferences;

@@ -43,7 +43,7 @@ Xvfb -displayfd 3 -screen 0 1600x1000x24 -nolisten tcp 3>"$work/display" 2>"$wor
 xvfb=$!
 until_true 120 test -s "$work/display" || fail "Xvfb did not start: $(cat "$work/xvfb.log")"
 export DISPLAY=:$(head -n1 "$work/display")
-export QT_QPA_PLATFORM=xcb OSTINEL_AUDIO_BACKEND=offline QT_LOGGING_RULES="com.ostinel.*.info=true"
+export QT_QPA_PLATFORM=xcb OSTINEL_AUDIO_BACKEND=offline OSTINEL_MIDI_BACKEND=loopback QT_LOGGING_RULES="com.ostinel.*.info=true"
 
 runs=0
 # start_app ARGS...: a new run of the program, logging to run<N>.log.
