@@ -30,16 +30,7 @@ MidiOutputController::MidiOutputController(MidiSystem& midi, MainLoop& loop, Pre
     selection_.refresh(midi.destinations());
     resolve();
 
-    // The listener runs on the MIDI server's thread; the list is read again
-    // on ours.
-    std::weak_ptr<MidiOutputController*> weak = self_;
-    MainLoop* mainLoop = &loop;
-    midi.addDestinationListener([weak, mainLoop] {
-        if (weak.expired()) return;
-        mainLoop->post([weak] {
-            if (auto self = weak.lock()) (*self)->refreshDestinations();
-        });
-    });
+    refreshOnDestinationChanges(midi, loop, std::weak_ptr<MidiOutputController*>(self_));
 }
 
 MidiOutputController::~MidiOutputController() {

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "platform/MainLoop.h"
 #include "platform/MidiSystem.h"
 
 namespace ostinel {
@@ -45,5 +47,18 @@ private:
     std::set<std::string> selected_;
     std::set<std::string> known_;
 };
+
+// Runs `owner->refreshDestinations()` on the main loop after each change the
+// MIDI system reports, from whichever thread reports it; nothing once the
+// owner's token is gone.
+template <class Owner>
+void refreshOnDestinationChanges(MidiSystem& midi, MainLoop& loop, std::weak_ptr<Owner*> owner) {
+    midi.addDestinationListener([owner, &loop] {
+        if (owner.expired()) return;
+        loop.post([owner] {
+            if (auto self = owner.lock()) (*self)->refreshDestinations();
+        });
+    });
+}
 
 } // namespace ostinel

@@ -1,6 +1,7 @@
 #include "timecode/TimecodeController.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "platform/MainLoop.h"
 #include "platform/MidiSystem.h"
@@ -69,15 +70,7 @@ TimecodeController::TimecodeController(std::unique_ptr<Owned> owned, MainLoop& l
     ltcOutput_.setLevelDb(ltcLevelDb_);
     refreshDestinations();
 
-    // Set-up changes arrive on the MIDI server's thread.
-    std::weak_ptr<TimecodeController*> weak = self_;
-    MainLoop* mainLoop = &loop;
-    midi.addDestinationListener([weak, mainLoop] {
-        if (weak.expired()) return;
-        mainLoop->post([weak] {
-            if (auto self = weak.lock()) (*self)->refreshDestinations();
-        });
-    });
+    refreshOnDestinationChanges(midi, loop, std::weak_ptr<TimecodeController*>(self_));
 }
 
 TimecodeController::~TimecodeController() {
@@ -200,6 +193,7 @@ void TimecodeController::setLtcChannel(int channel) {
 }
 
 void TimecodeController::setLtcLevelDb(double db) {
+    if (std::isnan(db)) return;
     db = std::clamp(db, LTCOutputEngine::minLevelDb, LTCOutputEngine::maxLevelDb);
     if (db == ltcLevelDb_) return;
     ltcLevelDb_ = db;

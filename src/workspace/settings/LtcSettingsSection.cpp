@@ -45,11 +45,7 @@ LtcSettingsSection::LtcSettingsSection(TimecodeController& timecode, AudioSystem
     custom->addWidget(new QLabel("Channel"));
     custom->addWidget(channel_);
 
-    auto* form = new QFormLayout(this);
-    form->setContentsMargins(0, 0, 0, 0);
-    form->setHorizontalSpacing(16);
-    form->setVerticalSpacing(14);
-    form->setLabelAlignment(Qt::AlignRight | Qt::AlignTop);
+    QFormLayout* form = sectionForm(this);
     form->addRow("Timecode:", settingsField(enabled_, "Sent as audio, past the limiter and the meters."));
     form->addRow("Route:", mode_);
     form->addRow("Side:", splitRow_);

@@ -13,21 +13,6 @@
 
 namespace ostinel {
 
-namespace {
-
-QFormLayout* sectionForm(QWidget* section) {
-    auto* form = new QFormLayout(section);
-    form->setContentsMargins(0, 0, 0, 0);
-    form->setHorizontalSpacing(16);
-    form->setVerticalSpacing(14);
-    form->setLabelAlignment(Qt::AlignRight | Qt::AlignTop);
-    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
-    form->setRowWrapPolicy(QFormLayout::DontWrapRows);
-    return form;
-}
-
-} // namespace
-
 MidiSettingsTab::MidiSettingsTab(Workspace& workspace, QWidget* parent) : QWidget(parent) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(24, 20, 24, 20);

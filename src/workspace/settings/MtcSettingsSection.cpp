@@ -30,11 +30,7 @@ MtcSettingsSection::MtcSettingsSection(TimecodeController& timecode, QWidget* pa
         [&timecode](const std::string& name) { timecode.toggleDestination(name); },
     });
 
-    auto* form = new QFormLayout(this);
-    form->setContentsMargins(0, 0, 0, 0);
-    form->setHorizontalSpacing(16);
-    form->setVerticalSpacing(14);
-    form->setLabelAlignment(Qt::AlignRight | Qt::AlignTop);
+    QFormLayout* form = sectionForm(this);
     form->addRow("Timecode:", settingsField(enabled_, "Follows the playhead; lighting and video chase it."));
     form->addRow("Frame rate:", rate_);
     form->addRow("", virtualPort_);

@@ -29,6 +29,16 @@ QWidget* settingsField(QWidget* control, const QString& explanation) {
     return field;
 }
 
+namespace {
+void shapeForm(QFormLayout* form) {
+    form->setHorizontalSpacing(16);
+    form->setVerticalSpacing(14);
+    form->setLabelAlignment(Qt::AlignRight | Qt::AlignTop);
+    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    form->setRowWrapPolicy(QFormLayout::DontWrapRows);
+}
+} // namespace
+
 QFormLayout* settingsForm(QWidget* page) {
     auto* column = new QVBoxLayout(page);
     column->setContentsMargins(24, 20, 24, 20);
@@ -36,11 +46,14 @@ QFormLayout* settingsForm(QWidget* page) {
     column->addLayout(form);
     // Spare height goes below the rows, not between a control and its line.
     column->addStretch(1);
-    form->setHorizontalSpacing(16);
-    form->setVerticalSpacing(14);
-    form->setLabelAlignment(Qt::AlignRight | Qt::AlignTop);
-    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
-    form->setRowWrapPolicy(QFormLayout::DontWrapRows);
+    shapeForm(form);
+    return form;
+}
+
+QFormLayout* sectionForm(QWidget* section) {
+    auto* form = new QFormLayout(section);
+    form->setContentsMargins(0, 0, 0, 0);
+    shapeForm(form);
     return form;
 }
 

@@ -17,6 +17,8 @@ namespace ostinel {
 QWidget* settingsField(QWidget* control, const QString& explanation = {});
 QLabel* explanationLabel(const QString& text);
 QFormLayout* settingsForm(QWidget* page);
+// The same rows for a section inside a page, without margins of its own.
+QFormLayout* sectionForm(QWidget* section);
 QCheckBox* settingsCheckBox(const QString& text);
 
 // A combo box that fills itself just before it opens, so a device plugged in
