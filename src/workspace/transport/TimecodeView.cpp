@@ -14,7 +14,7 @@
 namespace ostinel {
 
 namespace {
-constexpr int headerPoint = 20;
+constexpr int headerPoint = 15;
 constexpr int largePoint = 64;
 constexpr int captionPoint = 9;
 constexpr int padding = 8;
