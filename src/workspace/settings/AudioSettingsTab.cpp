@@ -74,8 +74,7 @@ AudioSettingsTab::AudioSettingsTab(Workspace& workspace, QWidget* parent)
                  settingsField(limiter_, "Catches peaks above full scale before they reach the "
                                          "output. Leave on unless a limiter follows in the chain."));
     if (workspace.timecode) {
-        ltc_ = new LtcSettingsSection(*workspace.timecode, workspace.audio, this);
-        form->addRow(ltc_);
+        ltc_ = new LtcSettingsSection(*workspace.timecode, workspace.audio, form, this);
     }
     refresh();
 

@@ -19,8 +19,9 @@ namespace {
 constexpr int defaultChannels = 2;
 }
 
-LtcSettingsSection::LtcSettingsSection(TimecodeController& timecode, AudioSystem& audio, QWidget* parent)
-    : QWidget(parent), timecode_(timecode), audio_(audio) {
+LtcSettingsSection::LtcSettingsSection(TimecodeController& timecode, AudioSystem& audio, QFormLayout* form,
+                                       QObject* parent)
+    : QObject(parent), timecode_(timecode), audio_(audio) {
     enabled_ = settingsCheckBox("Send SMPTE Timecode (LTC)");
     mode_ = new QComboBox;
     mode_->addItem("Split the main output");
@@ -45,7 +46,6 @@ LtcSettingsSection::LtcSettingsSection(TimecodeController& timecode, AudioSystem
     custom->addWidget(new QLabel("Channel"));
     custom->addWidget(channel_);
 
-    QFormLayout* form = sectionForm(this);
     form->addRow("Timecode:", settingsField(enabled_, "Sent as audio, past the limiter and the meters."));
     form->addRow("Route:", mode_);
     form->addRow("Side:", splitRow_);

@@ -1,8 +1,10 @@
 #pragma once
 
-#include <QWidget>
+#include <QObject>
 
 class QCheckBox;
+class QFormLayout;
+class QWidget;
 class QComboBox;
 class QDoubleSpinBox;
 
@@ -13,11 +15,12 @@ class RefreshingComboBox;
 class TimecodeController;
 
 // "Send SMPTE Timecode (LTC)": split off the music's pair, or a device and
-// channel of its own, and the level. Writes straight through.
-class LtcSettingsSection : public QWidget {
+// channel of its own, and the level. Its rows go into the page's own form,
+// so the labels line up with the rest; every control writes straight through.
+class LtcSettingsSection : public QObject {
     Q_OBJECT
 public:
-    LtcSettingsSection(TimecodeController& timecode, AudioSystem& audio, QWidget* parent = nullptr);
+    LtcSettingsSection(TimecodeController& timecode, AudioSystem& audio, QFormLayout* form, QObject* parent = nullptr);
 
     QCheckBox* enabledBox() const { return enabled_; }
     QComboBox* modeBox() const { return mode_; }
