@@ -121,7 +121,8 @@ TEST_F(TimecodeControllerTest, ChangesReachTheOutputsAtOnce) {
 }
 
 // Selection is by name: a newcomer is on, one switched off stays off when it
-// is plugged in again, and the stream reaches only what is on.
+// is plugged in again, one on comes back on, and the stream reaches only what
+// is on.
 TEST_F(TimecodeControllerTest, DestinationsAreChosenByNameAcrossReplugging) {
     auto& timecode = make();
     midi.addDestination({"14:0", "Desk"});
@@ -144,6 +145,17 @@ TEST_F(TimecodeControllerTest, DestinationsAreChosenByNameAcrossReplugging) {
         reachedDesk = true;
     }
     EXPECT_TRUE(reachedDesk);
+
+    // Unplugged mid-show and back under another address: still chosen, still fed.
+    midi.removeDestination("14:0");
+    music.loop.runPosted();
+    midi.addDestination({"17:0", "Desk"});
+    music.loop.runPosted();
+    EXPECT_TRUE(timecode.isDestinationSelected("Desk"));
+    received.endpoints.clear();
+    pieces(0.05);
+    ASSERT_FALSE(received.endpoints.empty());
+    EXPECT_EQ(received.endpoints.back(), (std::vector<std::string>{"17:0"}));
 }
 
 } // namespace
