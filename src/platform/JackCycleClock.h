@@ -11,9 +11,12 @@ struct CycleClock {
     double startUsecs = 0.0; // CLOCK_MONOTONIC of the cycle's first frame
     double framesPerUsec = 0.0;
 
-    // Frames from the cycle's first to the one meant for `at`, one period on.
+    // Frames from the cycle's first to the one meant for `at`, two periods
+    // on: one period on, a message for the end of a period would have to be
+    // queued before its time, and a clock thread sends at its deadline, a
+    // little after; the second period is its margin.
     double frameFor(double at, std::uint32_t period) const {
-        return (at * 1e6 - startUsecs) * framesPerUsec + double(period);
+        return (at * 1e6 - startUsecs) * framesPerUsec + 2.0 * double(period);
     }
 };
 

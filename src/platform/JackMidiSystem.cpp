@@ -1,7 +1,8 @@
 // JACK MIDI: output ports on the audio's own client, so a patchbay shows
 // "Ostinel:Ostinel MTC" beside the audio ports and routes both alike. Messages
 // are written in the audio's cycle, a timed one at the frame its time asks
-// for, a period later, so a receiver sees them spaced to the sample.
+// for, two periods later, so a receiver sees them spaced to the sample even
+// when they were sent a little after their time.
 
 #include <jack/jack.h>
 #include <jack/midiport.h>
