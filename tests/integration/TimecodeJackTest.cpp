@@ -117,6 +117,9 @@ TEST_F(TimecodeOnJack, MtcAndLtcFollowTheCuePlayedLiveToTheSample) {
     for (int attempt = 0; attempt < 6 && events.empty(); ++attempt) {
         engine->stop();
         ASSERT_TRUE(runUntil(loop, [&] { return !engine->isPlaying(); }, 10.0));
+        // Pieces already queued go out within a few periods of a stop.
+        stage->record(8 * 256);
+        ASSERT_TRUE(stage->waitFor(8 * 256, 10.0));
         desk->clear();
         stage->record(takeFrames);
         engine->play();
