@@ -114,7 +114,7 @@ TEST_F(TimecodeOnJack, MtcAndLtcFollowTheCuePlayedLiveToTheSample) {
     std::vector<JackMidiCapture::Event> events;
     std::vector<float> ltc;
     std::uint32_t ltcFirstFrame = 0;
-    for (int attempt = 0; attempt < 6 && events.empty(); ++attempt) {
+    for (int attempt = 0; attempt < 10 && events.empty(); ++attempt) {
         engine->stop();
         ASSERT_TRUE(runUntil(loop, [&] { return !engine->isPlaying(); }, 10.0));
         // Pieces already queued go out within a few periods of a stop.
