@@ -1,7 +1,8 @@
 // JACK MIDI: output ports on the audio's own client, so a patchbay shows
 // "Ostinel:Ostinel MTC" beside the audio ports and routes both alike. Messages
 // are written in the audio's cycle, a timed one at the frame its time asks
-// for, a period later, so a receiver sees them spaced to the sample.
+// for, two periods later, so a receiver sees them spaced to the sample even
+// when they were sent a little after their time.
 
 #include <jack/jack.h>
 #include <jack/midiport.h>
@@ -19,6 +20,7 @@
 #include <utility>
 
 #include "platform/AudioSystemBackends.h"
+#include "platform/JackCycleClock.h"
 #include "platform/MidiMessageQueue.h"
 #include "platform/MidiSystemBackends.h"
 #include "platform/PeriodicThread.h"
@@ -32,15 +34,6 @@ using audioserver::JackClientHooks;
 constexpr std::size_t maxOutputs = 16;
 // Messages a port holds between two cycles: many periods of quarter frames.
 constexpr std::size_t queueCapacity = 256;
-// How the estimate of a cycle's start creeps up towards later callbacks:
-// a share of the distance, at most so much a cycle. A card up to some
-// hundreds of ppm slower than its nominal rate is followed, a late callback
-// barely moves the estimate.
-constexpr double riseShare = 0.01;
-constexpr double riseLimitUsecs = 2.0;
-// A callback this many periods later than expected means frames were lost
-// (an overrun, a stalled server): the estimate starts again.
-constexpr double resyncPeriods = 4.0;
 // How long a closing port waits for the cycle that empties it; a server
 // that stalls longer gets the port taken away as it is.
 constexpr auto closingTimeout = std::chrono::seconds(1);
@@ -50,18 +43,6 @@ double monotonicUsecs() {
     clock_gettime(CLOCK_MONOTONIC, &t);
     return double(t.tv_sec) * 1e6 + double(t.tv_nsec) * 1e-3;
 }
-
-// Where CLOCK_MONOTONIC falls among this cycle's frames.
-struct CycleClock {
-    bool valid = false;
-    double startUsecs = 0.0; // CLOCK_MONOTONIC of the cycle's first frame
-    double framesPerUsec = 0.0;
-
-    // Frames from the cycle's first to the one meant for `at`, one period on.
-    double frameFor(double at, jack_nframes_t period) const {
-        return (at * 1e6 - startUsecs) * framesPerUsec + double(period);
-    }
-};
 
 class JackMidiSystem;
 
@@ -204,36 +185,10 @@ private:
         busy_.store(false, std::memory_order_seq_cst);
     }
 
-    // Real-time. The cycle's start on CLOCK_MONOTONIC, from the frame count
-    // at the nominal rate and the earliest callbacks: a callback never comes
-    // before its cycle starts, and often well after. JACK's own estimate
-    // (jack_get_cycle_times) is smoother but takes seconds to find the
-    // rate after the server starts, long enough to misplace timed messages
-    // by several frames.
+    // Real-time.
     CycleClock readClock(jack_nframes_t frames) noexcept {
-        CycleClock clock;
-        const jack_nframes_t rate = jack_get_sample_rate(client_);
-        if (rate == 0) return clock;
-        const double usecsPerFrame = 1e6 / double(rate);
-        const jack_nframes_t first = jack_last_frame_time(client_);
-        const double now = monotonicUsecs();
-        double start = now;
-        if (startKnown_) {
-            const auto elapsed = std::int32_t(first - lastFirst_);
-            start = lastStartUsecs_ + double(elapsed) * usecsPerFrame;
-            const double late = now - start;
-            if (late < 0.0 || late > resyncPeriods * double(frames) * usecsPerFrame)
-                start = now;
-            else
-                start += std::min(late * riseShare, riseLimitUsecs);
-        }
-        startKnown_ = true;
-        lastFirst_ = first;
-        lastStartUsecs_ = start;
-        clock.valid = true;
-        clock.startUsecs = start;
-        clock.framesPerUsec = 1.0 / usecsPerFrame;
-        return clock;
+        return clockEstimate_.read(jack_last_frame_time(client_), frames, double(jack_get_sample_rate(client_)),
+                                   monotonicUsecs());
     }
 
     // JACK's notification thread: only a hop to the worker.
@@ -269,10 +224,7 @@ private:
     std::array<std::atomic<JackMidiOutput*>, maxOutputs> slots_{};
     std::atomic<bool> busy_{false};
 
-    // The real-time thread's own.
-    bool startKnown_ = false;
-    jack_nframes_t lastFirst_ = 0;
-    double lastStartUsecs_ = 0.0;
+    CycleClockEstimate clockEstimate_; // the real-time thread's own
 
     audioserver::ListenerSlot listener_;
     std::atomic<bool> changed_{false};

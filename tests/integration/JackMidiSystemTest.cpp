@@ -148,6 +148,39 @@ TEST_F(JackMidi, TimedMessagesArriveSpacedToTheSample) {
     }
 }
 
+// A clock thread wakes a little after each deadline and sends then; the
+// message must still land on its frame. 500 frames apart (24 fps quarter
+// frames) puts them at every place in a 256-frame period, its end too. A
+// take where a send itself was held up by milliseconds, or the server
+// overran, is sent again.
+TEST_F(JackMidi, MessagesSentALittleAfterTheirTimeStillLandOnTheirFrames) {
+    auto mtc = midi->createOutput("Ostinel MTC");
+    ASSERT_TRUE(mtc);
+    JackMidiCapture desk("Desk");
+    desk.connectFrom("Ostinel:Ostinel MTC");
+    ASSERT_TRUE(connectedTo(desk, {"Ostinel:Ostinel MTC"}));
+
+    constexpr int count = 64;
+    constexpr double interval = 500.0 / 48000.0;
+    std::vector<JackMidiCapture::Event> events;
+    for (int attempt = 0; attempt < 10 && events.empty(); ++attempt) {
+        desk.clear();
+        double latest = 0.0;
+        const double first = monotonicNow() + 0.05;
+        for (int k = 0; k < count; ++k) {
+            const double at = first + interval * k;
+            sleepUntil(at + 0.0005);
+            send(*mtc, {0xF1, std::uint8_t(k)}, at);
+            latest = std::max(latest, monotonicNow() - at);
+        }
+        ASSERT_TRUE(desk.waitFor(count));
+        if (desk.xruns() == 0 && latest < 0.002) events = desk.events();
+    }
+    ASSERT_EQ(events.size(), std::size_t(count));
+    for (int k = 1; k < count; ++k)
+        EXPECT_NEAR(double(events[k].frame - events[k - 1].frame), 500.0, 1.0) << "message " << k;
+}
+
 TEST_F(JackMidi, DestinationsComeAndGoAndAreConnectedAgainOnReturn) {
     midi->addDestinationListener(destinationCalls.listener());
     auto callsSoFar = [&] { return destinationCalls.count(); };

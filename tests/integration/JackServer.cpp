@@ -157,6 +157,7 @@ int JackRecorder::process(unsigned frames, void* arg) {
     auto* self = static_cast<JackRecorder*>(arg);
     if (self->restart_.load(std::memory_order_acquire)) {
         self->written_.store(0, std::memory_order_relaxed);
+        self->firstFrame_.store(jack_last_frame_time(self->client_), std::memory_order_release);
         self->restart_.store(false, std::memory_order_release);
     }
     if (!self->recording_.load(std::memory_order_acquire)) return 0;

@@ -63,6 +63,9 @@ public:
     bool waitFor(std::int64_t frames, double timeoutSeconds = 5.0) const;
     // What one port has received in this take so far.
     std::vector<float> received(int port) const;
+    // The server's frame count at the take's first frame, to set what was
+    // heard against other clients' frames.
+    std::uint32_t firstFrame() const { return firstFrame_.load(std::memory_order_acquire); }
     // Server overruns since the take began. A loaded machine makes them, and
     // one can drop a period between clients: such a take proves nothing.
     int xruns() const { return xruns_.load(); }
@@ -78,6 +81,7 @@ private:
     std::atomic<bool> restart_{false};
     std::atomic<std::int64_t> written_{0};
     std::atomic<std::int64_t> takeFrames_{0};
+    std::atomic<std::uint32_t> firstFrame_{0};
     std::atomic<int> xruns_{0};
 };
 
