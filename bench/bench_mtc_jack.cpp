@@ -24,6 +24,7 @@
 #include "JackServer.h"
 #include "platform/AudioSystem.h"
 #include "platform/MidiSystem.h"
+#include "MtcBenchArgs.h"
 #include "timecode/MTCSender.h"
 
 namespace {
@@ -66,18 +67,11 @@ Deviation measure(const std::vector<test::JackMidiCapture::Event>& events, doubl
 } // namespace
 
 int main(int argc, char** argv) {
-    double seconds = 30.0;
-    if (argc > 1) seconds = std::atof(argv[1]);
-    TimecodeRate rate = TimecodeRate::fps25;
-    if (argc > 2) {
-        auto parsed = timecode::rateFromRaw(argv[2]);
-        if (!parsed) {
-            std::fprintf(stderr, "unknown rate %s\n", argv[2]);
-            return 2;
-        }
-        rate = *parsed;
-    }
-    const double interval = 1.0 / timecode::quarterFramesPerSecond(rate);
+    const auto args = bench::mtcBenchArgs(argc, argv);
+    if (!args) return 2;
+    const double seconds = args->seconds;
+    const TimecodeRate rate = args->rate;
+    const double interval = args->interval();
 
     test::JackServer server;
     setenv("OSTINEL_AUDIO_BACKEND", "jack", 1);

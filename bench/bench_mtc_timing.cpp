@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "platform/LoopbackMidiSystem.h"
+#include "MtcBenchArgs.h"
 #include "timecode/MTCSender.h"
 
 namespace {
@@ -59,19 +60,12 @@ struct Stamp {
 } // namespace
 
 int main(int argc, char** argv) {
-    double seconds = 30.0;
-    if (const char* env = std::getenv("OSTINEL_MTC_BENCH_SECONDS")) seconds = std::atof(env);
-    if (argc > 1) seconds = std::atof(argv[1]);
-    TimecodeRate rate = TimecodeRate::fps25;
-    if (argc > 2) {
-        auto parsed = timecode::rateFromRaw(argv[2]);
-        if (!parsed) {
-            std::fprintf(stderr, "unknown rate %s\n", argv[2]);
-            return 2;
-        }
-        rate = *parsed;
-    }
-    const double interval = 1.0 / timecode::quarterFramesPerSecond(rate);
+    const char* env = std::getenv("OSTINEL_MTC_BENCH_SECONDS");
+    const auto args = bench::mtcBenchArgs(argc, argv, env ? std::atof(env) : 30.0);
+    if (!args) return 2;
+    const double seconds = args->seconds;
+    const TimecodeRate rate = args->rate;
+    const double interval = args->interval();
 
     // Filled by the sender's thread only; read after it is joined.
     std::vector<Stamp> stamps(std::size_t((seconds + 2.0) / interval) + 64);
