@@ -93,6 +93,16 @@ TEST(MtcSender, AnOddStartFrameIsSpelledFromTheEvenOneBelow) {
     }
 }
 
+TEST(MtcSender, HoursFromSixteenOnCarryTheirHighBit) {
+    MtcRig rig;
+    rig.sender.locate(17 * 3600.0 + 0.5);
+    rig.run(0.1);
+    ASSERT_EQ(rig.rx.fullFrames.size(), 1u);
+    EXPECT_EQ(rig.rx.fullFrames[0].h, 17);
+    ASSERT_EQ(rig.rx.sequences.size(), 1u);
+    EXPECT_EQ(rig.rx.sequences[0].timecode.h, 17);
+}
+
 TEST(MtcSender, ALateTickIsOneStrikeAndASeekSnapsAfterTwo) {
     MtcRig rig;
     rig.sender.locate(10.0);
