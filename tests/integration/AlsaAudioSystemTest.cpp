@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
+#include <vector>
 
 #include "Eventually.h"
 #include "platform/AudioSystemBackends.h"
@@ -39,13 +42,33 @@ TEST(AlsaBackend, ListsPlaybackPcmsAndOpensTheDefaultOrSaysWhyNot) {
 
 // A machine of our own making: "default" takes integer samples only and
 // writes them to a file as 16-bit ones.
-TEST(AlsaBackend, WritesMappedPeriodsInTheFormatThePcmTakes) {
+struct FileBackedAlsa : ::testing::Test {
+    static constexpr std::size_t frames = 4096;
+
     test::TempDir dir;
-    const auto raw = dir.file("out.raw");
-    const auto config = dir.write("asound.conf", "pcm.!default { type linear slave { format S16_LE pcm { type file file \"" +
-                                                     raw + "\" format raw slave.pcm { type null } } } }\n");
-    ScopedEnv alsaConfig("ALSA_CONFIG_PATH", config);
-    ScopedEnv forced("OSTINEL_AUDIO_BACKEND", "alsa");
+    const std::string raw = dir.file("out.raw");
+    ScopedEnv alsaConfig{"ALSA_CONFIG_PATH",
+                         dir.write("asound.conf", "pcm.!default { type linear slave { format S16_LE pcm { type file file \"" +
+                                                      raw + "\" format raw slave.pcm { type null } } } }\n")};
+    ScopedEnv forced{"OSTINEL_AUDIO_BACKEND", "alsa"};
+
+    // The first frames the file received, left and right interleaved, once
+    // there are as many; `output` is stopped by then.
+    std::vector<std::int16_t> takeFrames(AudioSystem& output) {
+        EXPECT_TRUE(test::eventually([&] {
+            std::error_code error;
+            const auto size = std::filesystem::file_size(raw, error);
+            return !error && size >= frames * 4;
+        }));
+        output.stop();
+        const std::string bytes = test::readText(raw);
+        std::vector<std::int16_t> samples(std::min(bytes.size() / 2, frames * 2));
+        std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
+        return samples;
+    }
+};
+
+TEST_F(FileBackedAlsa, WritesMappedPeriodsInTheFormatThePcmTakes) {
     auto created = AudioSystem::create();
     ASSERT_TRUE(created) << created.error().message;
     auto& audio = **created;
@@ -56,18 +79,9 @@ TEST(AlsaBackend, WritesMappedPeriodsInTheFormatThePcmTakes) {
     ramp.attach(audio);
     ASSERT_FALSE(audio.setChannelMap({1, 0}));
     ASSERT_FALSE(audio.start());
-    constexpr std::uintmax_t frames = 4096;
-    EXPECT_TRUE(test::eventually([&] {
-        std::error_code error;
-        const auto size = std::filesystem::file_size(raw, error);
-        return !error && size >= frames * 4;
-    }));
-    audio.stop();
+    const auto samples = takeFrames(audio);
     EXPECT_LE(ramp.largestCall(), audio.periodFrames());
-
-    const std::string bytes = test::readText(raw);
-    ASSERT_GE(bytes.size(), frames * 4);
-    const auto* samples = reinterpret_cast<const std::int16_t*>(bytes.data());
+    ASSERT_EQ(samples.size(), frames * 2);
     for (std::size_t f = 0; f < frames; ++f) {
         const auto expected = std::int16_t(RampRenderer::at(std::int64_t(f)) * 32768.0f);
         ASSERT_EQ(samples[2 * f], -expected) << "frame " << f;
@@ -77,13 +91,7 @@ TEST(AlsaBackend, WritesMappedPeriodsInTheFormatThePcmTakes) {
 
 // The companion opens a PCM of its own; the main output stays stopped, so the
 // file holds the companion's stream alone, through its own map.
-TEST(AlsaBackend, ACompanionPlaysItsOwnStreamThroughItsOwnMap) {
-    test::TempDir dir;
-    const auto raw = dir.file("out.raw");
-    const auto config = dir.write("asound.conf", "pcm.!default { type linear slave { format S16_LE pcm { type file file \"" +
-                                                     raw + "\" format raw slave.pcm { type null } } } }\n");
-    ScopedEnv alsaConfig("ALSA_CONFIG_PATH", config);
-    ScopedEnv forced("OSTINEL_AUDIO_BACKEND", "alsa");
+TEST_F(FileBackedAlsa, ACompanionPlaysItsOwnStreamThroughItsOwnMap) {
     auto created = AudioSystem::create();
     ASSERT_TRUE(created) << created.error().message;
     auto opened = (*created)->openCompanion("Ostinel LTC", 1);
@@ -97,17 +105,8 @@ TEST(AlsaBackend, ACompanionPlaysItsOwnStreamThroughItsOwnMap) {
     ASSERT_FALSE(companion.setChannelMap({-1, 0}));
     ASSERT_FALSE(companion.start());
     EXPECT_FALSE((*created)->isRunning());
-    constexpr std::uintmax_t frames = 4096;
-    EXPECT_TRUE(test::eventually([&] {
-        std::error_code error;
-        const auto size = std::filesystem::file_size(raw, error);
-        return !error && size >= frames * 4;
-    }));
-    companion.stop();
-
-    const std::string bytes = test::readText(raw);
-    ASSERT_GE(bytes.size(), frames * 4);
-    const auto* samples = reinterpret_cast<const std::int16_t*>(bytes.data());
+    const auto samples = takeFrames(companion);
+    ASSERT_EQ(samples.size(), frames * 2);
     for (std::size_t f = 0; f < frames; ++f) {
         ASSERT_EQ(samples[2 * f], 0) << "frame " << f;
         ASSERT_EQ(samples[2 * f + 1], std::int16_t(RampRenderer::at(std::int64_t(f)) * 32768.0f)) << "frame " << f;

@@ -4,6 +4,7 @@
 #include <functional>
 #include <thread>
 
+#include "Eventually.h"
 #include "JackServer.h"
 #include "document/ShowFile.h"
 #include "playback/EngineRig.h"
@@ -13,23 +14,8 @@ namespace ostinel {
 namespace {
 
 using test::EngineRig;
+using test::runUntil;
 using test::JackRecorder;
-
-// The main loop in real time, as the application runs it: true once `done`
-// holds, false after `seconds`.
-bool runUntil(ManualMainLoop& loop, const std::function<bool()>& done, double seconds) {
-    using Clock = std::chrono::steady_clock;
-    const auto start = Clock::now();
-    auto last = start;
-    while (!done()) {
-        if (Clock::now() - start > std::chrono::duration<double>(seconds)) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        const auto now = Clock::now();
-        loop.advance(std::chrono::duration<double>(now - last).count());
-        last = now;
-    }
-    return true;
-}
 
 // The lag of `heard` against `reference` within the first `range` frames:
 // where their first `window` frames differ least (the correlation term of

@@ -5,6 +5,7 @@
 #include <functional>
 #include <thread>
 
+#include "Eventually.h"
 #include "JackMidiCapture.h"
 #include "JackServer.h"
 #include "platform/MidiSystem.h"
@@ -17,27 +18,13 @@ namespace ostinel {
 namespace {
 
 using test::EngineRig;
+using test::runUntil;
 using test::JackMidiCapture;
 using test::JackRecorder;
 using test::ScopedEnv;
 
 constexpr double framesPerTimecodeFrame = 48000.0 / 25.0;
 constexpr std::int64_t cueStart = 90000; // 01:00:00:00 at 25 fps
-
-// The main loop in real time, as the application runs it.
-bool runUntil(ManualMainLoop& loop, const std::function<bool()>& done, double seconds) {
-    using Clock = std::chrono::steady_clock;
-    const auto start = Clock::now();
-    auto last = start;
-    while (!done()) {
-        if (Clock::now() - start > std::chrono::duration<double>(seconds)) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        const auto now = Clock::now();
-        loop.advance(std::chrono::duration<double>(now - last).count());
-        last = now;
-    }
-    return true;
-}
 
 struct LtcFrame {
     std::int64_t frame = 0; // timecode frames since midnight
