@@ -49,7 +49,7 @@ TimecodeController::TimecodeController(MainLoop& loop, Preferences& preferences,
 
 TimecodeController::TimecodeController(std::unique_ptr<Owned> owned, MainLoop& loop, Preferences& preferences,
                                        MidiSystem& midi, MTCSender& sender, LTCOutputEngine& ltc)
-    : owned_(std::move(owned)), loop_(loop), preferences_(preferences), midi_(midi), sender_(sender),
+    : owned_(std::move(owned)), preferences_(preferences), midi_(midi), sender_(sender),
       ltcOutput_(ltc), selection_(preferences, {"timecodeDestinations", "timecodeKnownDestinations", ""}),
       self_(std::make_shared<TimecodeController*>(this)) {
     rate_ = timecode::rateFromRaw(preferences.stringValue(rateKey).value_or("")).value_or(TimecodeRate::fps25);

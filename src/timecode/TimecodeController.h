@@ -74,9 +74,6 @@ public:
     bool largeTimecodeBelow() const { return largeTimecodeBelow_; }
     void setLargeTimecodeBelow(bool below);
 
-    LTCOutputEngine& ltcOutput() { return ltcOutput_; }
-    MTCSender& sender() { return sender_; }
-
 signals:
     void rateChanged();
     void enabledChanged();
@@ -95,7 +92,6 @@ private:
     void resolve();
 
     std::unique_ptr<Owned> owned_;
-    MainLoop& loop_;
     Preferences& preferences_;
     MidiSystem& midi_;
     MTCSender& sender_;

@@ -10,23 +10,14 @@
 #include "timecode/TimecodeController.h"
 #include "workspace/common/Theme.h"
 #include "workspace/common/Workspace.h"
+#include "workspace/transport/TransportViews.h"
 
 namespace ostinel {
 
 namespace {
 constexpr int headerPoint = 15;
 constexpr int largePoint = 64;
-constexpr int captionPoint = 9;
 constexpr int padding = 8;
-constexpr int frameMilliseconds = 33;
-
-QFont captionFont() {
-    QFont f;
-    f.setPointSize(captionPoint);
-    f.setBold(true);
-    f.setLetterSpacing(QFont::AbsoluteSpacing, 1.0);
-    return f;
-}
 } // namespace
 
 TimecodeView::TimecodeView(Workspace& workspace, Size size, QWidget* parent)

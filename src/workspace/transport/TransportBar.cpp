@@ -21,7 +21,6 @@
 namespace ostinel {
 namespace {
 
-constexpr int frameMilliseconds = 33;
 constexpr int showFrameWidth = 4;
 
 QString buttonStyle(const QColor& background, const QColor& foreground, int pointSize) {

@@ -11,6 +11,9 @@ namespace ostinel {
 
 struct Workspace;
 
+// How often a moving reading repaints while the transport plays.
+inline constexpr int frameMilliseconds = 33;
+
 QFont boldFont(int pointSize);
 // The small spaced capitals over each reading.
 QFont captionFont();
