@@ -79,6 +79,7 @@ public:
 
     std::string backendName() const override { return "alsa"; }
 
+    std::unique_ptr<MidiInput> createInput(MidiInputHandler) override { return nullptr; }
     std::unique_ptr<MidiOutput> createOutput(const std::string& portName) override;
 
     std::vector<MidiDestination> destinations() override {

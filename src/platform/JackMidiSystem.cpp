@@ -109,6 +109,7 @@ public:
 
     std::string backendName() const override { return "jack"; }
 
+    std::unique_ptr<MidiInput> createInput(MidiInputHandler) override { return nullptr; }
     std::unique_ptr<MidiOutput> createOutput(const std::string& portName) override {
         std::lock_guard lock(mutex_);
         if (!hooks_.serverRunning()) return nullptr;

@@ -27,6 +27,20 @@ public:
     std::vector<std::string> destinations_; // under the system's mutex
 };
 
+class LoopbackMidiSystem::Input final : public MidiInput {
+public:
+    Input(LoopbackMidiSystem& system, MidiInputHandler handler) : system_(system), handler_(std::move(handler)) {}
+    ~Input() override {
+        std::scoped_lock lock(system_.receiveMutex_, system_.mutex_);
+        std::erase(system_.inputs_, this);
+    }
+    const std::string& name() const override { return name_; }
+
+    LoopbackMidiSystem& system_;
+    MidiInputHandler handler_;
+    std::string name_ = "Ostinel In";
+};
+
 LoopbackMidiSystem::LoopbackMidiSystem(std::function<double()> clock) : clock_(std::move(clock)) {
     if (!clock_)
         clock_ = [] {
@@ -63,6 +77,24 @@ std::unique_ptr<MidiOutput> LoopbackMidiSystem::createOutput(const std::string& 
     std::lock_guard lock(mutex_);
     outputs_.push_back(output.get());
     return output;
+}
+
+std::unique_ptr<MidiInput> LoopbackMidiSystem::createInput(MidiInputHandler handler) {
+    auto input = std::make_unique<Input>(*this, std::move(handler));
+    std::scoped_lock lock(receiveMutex_, mutex_);
+    inputs_.push_back(input.get());
+    return input;
+}
+
+void LoopbackMidiSystem::receive(const std::vector<std::uint8_t>& bytes) {
+    std::lock_guard lock(receiveMutex_);
+    std::vector<const Input*> inputs;
+    {
+        std::lock_guard inner(mutex_);
+        inputs = inputs_;
+    }
+    for (auto* input : inputs)
+        if (input->handler_) input->handler_(bytes.data(), bytes.size());
 }
 
 std::vector<MidiDestination> LoopbackMidiSystem::destinations() {

@@ -33,9 +33,14 @@ public:
     void addDestination(const MidiDestination& destination);
     void removeDestination(const std::string& endpoint);
 
+    // As a controller would play into our inputs: each input's handler is
+    // called with the message, on the caller's thread.
+    void receive(const std::vector<std::uint8_t>& bytes);
+
     std::string backendName() const override { return "loopback"; }
     std::string fallbackReason() const override { return fallbackReason_; }
     std::unique_ptr<MidiOutput> createOutput(const std::string& portName) override;
+    std::unique_ptr<MidiInput> createInput(MidiInputHandler handler) override;
     std::vector<MidiDestination> destinations() override;
 
     // The names of our ports now open, in order of creation.
@@ -46,6 +51,7 @@ protected:
 
 private:
     class Output;
+    class Input;
     void deliver(const Output& output, const std::uint8_t* bytes, std::size_t size, std::optional<double> at);
     void notify();
 
@@ -56,6 +62,10 @@ private:
     std::function<void()> listener_;
     std::vector<MidiDestination> destinations_;
     std::vector<const Output*> outputs_;
+    // Handlers are called outside `mutex_` (they may send); this one keeps
+    // an input from closing during its call.
+    std::mutex receiveMutex_;
+    std::vector<const Input*> inputs_; // under both mutexes
 };
 
 } // namespace ostinel

@@ -50,6 +50,20 @@ public:
     virtual void setDestinations(const std::vector<std::string>& endpoints) = 0;
 };
 
+// Called with one whole MIDI message from any source, on a thread of the
+// backend (never a real-time one). It must only look at the bytes and hop.
+using MidiInputHandler = std::function<void(const std::uint8_t* bytes, std::size_t size)>;
+
+// Our one input, listening to every source of the server but our own ports
+// ("Ostinel MTC", "Ostinel Triggers", of any Ostinel). Closing it waits for a
+// handler call under way, so the handler may then go.
+class MidiInput {
+public:
+    virtual ~MidiInput() = default;
+    // The port's name as others see it.
+    virtual const std::string& name() const = 0;
+};
+
 // The MIDI server, chosen like the audio: JACK MIDI when the audio runs on
 // JACK (ports on the audio's own client), else the ALSA sequencer, else an
 // in-memory loopback with a notice. OSTINEL_MIDI_BACKEND=jack|alsa|loopback
@@ -71,6 +85,11 @@ public:
     // Null when the server refuses the port. The output goes before the
     // system does.
     virtual std::unique_ptr<MidiOutput> createOutput(const std::string& portName) = 0;
+    // Null when the server refuses the port. JACK: the port "Ostinel MIDI
+    // In", connected to every MIDI output of other clients and to newcomers;
+    // ALSA: the port "Ostinel In", subscribed to every readable port and to
+    // newcomers. The input goes before the system does.
+    virtual std::unique_ptr<MidiInput> createInput(MidiInputHandler handler) = 0;
     // Present inputs of other software, in the server's order; unnamed ones
     // and our own ports are left out.
     virtual std::vector<MidiDestination> destinations() = 0;
