@@ -11,6 +11,7 @@
 #include "app/OfflinePacer.h"
 #include "app/SingleInstance.h"
 #include "control/MidiOutputController.h"
+#include "control/RemoteControl.h"
 #include "platform/LoopbackMidiSystem.h"
 #include "platform/MidiSystem.h"
 #include "platform/OfflineAudioSystem.h"
@@ -72,6 +73,7 @@ OstinelApp::~OstinelApp() {
     }
     instanceServer_.reset();
     window_.reset();
+    remote_.reset();
     engine_.stop();
     // Cache files still being written are finished rather than cut short.
     QThreadPool::globalInstance()->waitForDone();
@@ -88,7 +90,10 @@ void OstinelApp::wire() {
     }
 
     transport_ = ShowModeKeys::connectTransport(state_, engine_);
-    state_.onShowReplaced = [this](const Show&) { resyncTransportLater(); };
+    state_.onShowReplaced = [this](const Show& show) {
+        resyncTransportLater();
+        if (remote_) remote_->showReplaced(show);
+    };
     view_.followMode(state_);
     state_.prerenderHook = [this](const std::vector<FileUrl>& urls) { store_.prerender(urls); };
     state_.relinkedHook = [this](const std::set<Uuid>& ids) { reloadIfRelinked(ids); };
@@ -130,6 +135,11 @@ void OstinelApp::wireMidi() {
     engine_.onMidiTrigger = [this](const MidiTrigger& trigger) { midiOutput_->send(trigger); };
     workspace_.timecode = timecode_.get();
     workspace_.midiOutput = midiOutput_.get();
+
+    remote_ = std::make_unique<RemoteControl>(*midi_, loop_, preferences_, state_, engine_, view_.controller(),
+                                              paths_.oscLogFile);
+    cues_.numbers = remote_->numberKeys();
+    cues_.learnAction = [this](MidiAction action) { return remote_->learnAction(action); };
 }
 
 void OstinelApp::pruneAnalysisCache() {
@@ -150,6 +160,7 @@ void OstinelApp::start(const QStringList& files) {
 
     state_.offerRecoveryIfAvailable();
     started_ = true;
+    remote_->start();
     QStringList paths = pendingFiles_ + SingleInstance::absolutePaths(files);
     pendingFiles_.clear();
     if (!paths.isEmpty()) state_.loadShow(FileUrl::fromPath(paths.last().toStdString()));

@@ -29,6 +29,7 @@ class MidiOutputController;
 class MidiSystem;
 class TimecodeController;
 class OfflinePacer;
+class RemoteControl;
 class Preferences;
 class QtDialogs;
 class QtMainLoop;
@@ -76,6 +77,7 @@ public:
     MidiSystem& midi() { return *midi_; }
     TimecodeController& timecode() { return *timecode_; }
     MidiOutputController& midiOutput() { return *midiOutput_; }
+    RemoteControl& remote() { return *remote_; }
     MainWindow& window() { return *window_; }
     // Only on the offline device.
     OfflinePacer* pacer() { return pacer_.get(); }
@@ -118,6 +120,7 @@ private:
     std::unique_ptr<MidiSystem> midi_;
     std::unique_ptr<TimecodeController> timecode_;
     std::unique_ptr<MidiOutputController> midiOutput_;
+    std::unique_ptr<RemoteControl> remote_;
 
     ShowModeKeys::TransportConnections transport_;
     std::optional<MainLoop::TimerId> resyncTimer_;

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "control/MidiController.h"
+#include "control/NumberMapController.h"
+#include "control/OSCController.h"
+#include "playback/ShowModeKeys.h"
+
+namespace ostinel {
+
+class AppState;
+class CueWaveform;
+class MainLoop;
+class MidiSystem;
+class PlaybackEngine;
+class Preferences;
+struct Show;
+
+// The remote fronts of the transport, MIDI, number keys and OSC, made and
+// wired to the cue commands in one place, for the window and for the
+// headless server alike. The show's own maps and OSC route follow the show.
+class RemoteControl {
+public:
+    RemoteControl(MidiSystem& midi, MainLoop& loop, Preferences& preferences, AppState& state,
+                  PlaybackEngine& engine, CueWaveform& waveform, const std::string& oscLogPath);
+    ~RemoteControl();
+
+    MidiController& midi() { return midi_; }
+    NumberMapController& numbers() { return numbers_; }
+    OSCController& osc() { return osc_; }
+
+    // The hooks the keyboard and the on-screen GO button use.
+    NumberKeys numberKeys();
+    // True when GO was taken for learning instead.
+    bool learnAction(MidiAction action);
+
+    // Opens the OSC sockets; after the handlers are set, as the last step of start-up.
+    void start();
+    // A show swapped in (opened, undone to): its maps and route are taken up
+    // without being recorded back into it.
+    void showReplaced(const Show& show);
+
+private:
+    AppState& state_;
+    PlaybackEngine& engine_;
+    CueWaveform& waveform_;
+    MidiController midi_;
+    NumberMapController numbers_;
+    OSCController osc_;
+};
+
+} // namespace ostinel
