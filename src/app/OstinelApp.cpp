@@ -8,7 +8,7 @@
 #include "analysis/AnalysisDiskCache.h"
 #include "app/InputMonitor.h"
 #include "app/MainWindow.h"
-#include "app/OfflinePacer.h"
+#include "platform/OfflinePacer.h"
 #include "app/SingleInstance.h"
 #include "control/MidiOutputController.h"
 #include "control/RemoteControl.h"

@@ -135,6 +135,7 @@ void OSCController::applyTriggerRoute(const std::string& host, std::int64_t port
 void OSCController::start(PlaybackEngine& engine, AppState& state) {
     engine_ = &engine;
     state_ = &state;
+    started_ = true;
     restart();
     // Queued: feedback follows the change, never runs inside it.
     connect(&engine, &PlaybackEngine::isPlayingChanged, this, &OSCController::sendFeedbackIfChanged,
@@ -145,6 +146,8 @@ void OSCController::start(PlaybackEngine& engine, AppState& state) {
 }
 
 void OSCController::restart() {
+    // Settings taken up before the start open nothing yet.
+    if (!started_) return;
     record(std::string("restart: enabled=") + flag(enabled_) + " feedbackEnabled=" + flag(feedbackEnabled_) +
            " triggerOutputEnabled=" + flag(triggerOutputEnabled_));
     for (Socket* s : {&listener_, &feedback_, &trigger_}) *s = Socket{};

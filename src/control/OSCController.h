@@ -133,6 +133,7 @@ private:
     std::string triggerHost_;
     int triggerPort_ = 53000;
     bool suppressRouteWriteback_ = false;
+    bool started_ = false;
 
     Socket listener_, feedback_, trigger_;
     std::optional<MainLoop::TimerId> healthTimer_;

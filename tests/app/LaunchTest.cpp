@@ -6,7 +6,7 @@
 
 
 #include "AppRig.h"
-#include "app/OfflinePacer.h"
+#include "platform/OfflinePacer.h"
 #include "app/SingleInstance.h"
 #include "playback/PlaybackEngine.h"
 

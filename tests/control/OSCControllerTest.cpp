@@ -207,6 +207,7 @@ TEST_F(OSCControllerTest, HostThatDoesNotResolveIsRebuiltAfterTwoStalledChecks) 
 
 TEST_F(OSCControllerTest, TriggerRouteFromTheShowIsTakenUpWithoutBouncingBack) {
     make();
+    osc->start(engine, state);
     std::vector<std::string> reported;
     osc->onTriggerRouteChanged = [&](const std::string& host, std::int64_t port) {
         reported.push_back(host + ":" + std::to_string(port));

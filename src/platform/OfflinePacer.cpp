@@ -1,4 +1,4 @@
-#include "app/OfflinePacer.h"
+#include "platform/OfflinePacer.h"
 
 #include <algorithm>
 #include <cmath>
