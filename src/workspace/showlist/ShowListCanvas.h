@@ -94,6 +94,8 @@ protected:
     void dropEvent(QDropEvent* event) override;
 
 private:
+    // Either map mode is on.
+    bool mapping() const;
     // In a map mode the click picks the cue to learn; true when it did.
     bool learnAt(const Uuid& trackID);
     // Picking, selecting or renaming.

@@ -67,6 +67,11 @@ void ShowListCanvas::clickRow(const Uuid& trackID, ClickModifiers modifiers) {
     anchor_ = effect.selection.anchor;
 }
 
+bool ShowListCanvas::mapping() const {
+    return (workspace_.midiInput && workspace_.midiInput->mapMode()) ||
+           (workspace_.numbers && workspace_.numbers->mapMode());
+}
+
 bool ShowListCanvas::learnAt(const Uuid& trackID) {
     if (MidiController* midi = workspace_.midiInput; midi && midi->mapMode()) {
         midi->beginLearningTrack(trackID);
@@ -124,7 +129,8 @@ void ShowListCanvas::mouseDoubleClickEvent(QMouseEvent* event) {
 }
 
 void ShowListCanvas::mouseMoveEvent(QMouseEvent* event) {
-    if (!pressed_ || !(event->buttons() & Qt::LeftButton) || !editable()) return;
+    // In a map mode rows are targets to learn, not to be moved by a shaky click.
+    if (!pressed_ || !(event->buttons() & Qt::LeftButton) || !editable() || mapping()) return;
     const QPoint point = event->position().toPoint();
     if (dragging_.empty()) {
         if ((point - pressPoint_).manhattanLength() < QApplication::startDragDistance()) return;

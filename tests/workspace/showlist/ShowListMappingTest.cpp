@@ -23,6 +23,13 @@ TEST_F(ShowListTest, InAMapModeAClickPicksTheCueToLearnInsteadOfSelecting) {
     EXPECT_EQ(canvas().learningTrack(), ids[1]);
     rig.numbers.received(4);
 
+    // Nor does a drag move rows while mapping.
+    const QPoint gap3(120, 3 * TrackRowPainter::rowHeight - 4);
+    mouse(QEvent::MouseButtonPress, rowPoint(0), Qt::LeftButton);
+    mouse(QEvent::MouseMove, gap3, Qt::LeftButton);
+    mouse(QEvent::MouseButtonRelease, gap3, Qt::NoButton);
+    EXPECT_EQ(names(), (std::vector<std::string>{"Cue 1", "Cue 2", "Cue 3", "Cue 4"}));
+
     rig.numbers.setMapMode(false);
     clickRow(3);
     EXPECT_EQ(rig.state.selectedTrackID(), ids[3]);
