@@ -23,6 +23,8 @@ std::string writeCueTone(const std::string& path, double seconds, double amplitu
 WorkspaceRig::WorkspaceRig()
     : store(loop, dir.file("cache"), [](std::function<void()> job) { job(); }) {
     ShowModeKeys::connectTransport(state, engine);
+    workspace.midiInput = &midiInput;
+    workspace.numbers = &numbers;
     view.followMode(state);
 }
 

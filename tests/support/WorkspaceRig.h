@@ -6,7 +6,10 @@
 #include <vector>
 
 #include "analysis/WaveformStore.h"
+#include "control/MidiController.h"
+#include "control/NumberMapController.h"
 #include "document/AppState.h"
+#include "platform/LoopbackMidiSystem.h"
 #include "platform/ManualMainLoop.h"
 #include "platform/MemoryPreferences.h"
 #include "platform/OfflineAudioSystem.h"
@@ -51,6 +54,10 @@ public:
     WaveformStore store;
     WaveformViewState view;
     CueContext cues{state, engine, view.controller(), {}, {}};
+    // Keys come in through received(); the workspace has both mappers.
+    LoopbackMidiSystem midi;
+    MidiController midiInput{midi, loop, preferences};
+    NumberMapController numbers;
     Workspace workspace{loop, preferences, dialogs, state, engine, audio, store, view, cues};
 
 private:

@@ -6,7 +6,10 @@ class AppState;
 class AudioSystem;
 class Dialogs;
 class MainLoop;
+class MidiController;
 class MidiOutputController;
+class NumberMapController;
+class OscSettingsModel;
 class PlaybackEngine;
 class TimecodeController;
 class Preferences;
@@ -29,6 +32,9 @@ struct Workspace {
     // Optional ones last, so that a rig without them needs no mention of them.
     MidiOutputController* midiOutput = nullptr;
     TimecodeController* timecode = nullptr;
+    MidiController* midiInput = nullptr;
+    NumberMapController* numbers = nullptr;
+    OscSettingsModel* osc = nullptr;
 };
 
 } // namespace ostinel

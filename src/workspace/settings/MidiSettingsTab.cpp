@@ -8,13 +8,16 @@
 #include "control/MidiOutputController.h"
 #include "workspace/common/Workspace.h"
 #include "workspace/settings/MidiDestinationList.h"
+#include "workspace/settings/MidiMappingsSection.h"
 #include "workspace/settings/MtcSettingsSection.h"
+#include "workspace/settings/NumberMappingsSection.h"
 #include "workspace/settings/SettingsRows.h"
 
 namespace ostinel {
 
 MidiSettingsTab::MidiSettingsTab(Workspace& workspace, QWidget* parent) : QWidget(parent) {
-    auto* column = new QVBoxLayout(this);
+    QWidget* page = scrollingPage(this);
+    auto* column = new QVBoxLayout(page);
     column->setContentsMargins(24, 20, 24, 20);
     sections_ = new QVBoxLayout;
     sections_->setSpacing(22);
@@ -25,6 +28,15 @@ MidiSettingsTab::MidiSettingsTab(Workspace& workspace, QWidget* parent) : QWidge
         sections_->addWidget(mtc_);
     }
     if (workspace.midiOutput) sections_->addWidget(triggersSection(workspace));
+    if (workspace.midiInput) {
+        mappings_ = new MidiMappingsSection(*workspace.midiInput, workspace.state);
+        sections_->addWidget(mappings_);
+    }
+    if (workspace.numbers) {
+        numbers_ = new NumberMappingsSection(*workspace.numbers, workspace.state);
+        sections_->addWidget(numbers_);
+    }
+    alignLabelColumns(page);
 }
 
 QWidget* MidiSettingsTab::triggersSection(Workspace& workspace) {

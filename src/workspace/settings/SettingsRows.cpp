@@ -3,7 +3,11 @@
 #include <QCheckBox>
 #include <QFormLayout>
 #include <QLabel>
+#include <QScrollArea>
 #include <QVBoxLayout>
+
+#include <algorithm>
+#include <vector>
 
 #include "workspace/common/Theme.h"
 
@@ -58,6 +62,39 @@ QFormLayout* sectionForm(QWidget* section) {
 }
 
 QCheckBox* settingsCheckBox(const QString& text) { return new QCheckBox(text); }
+
+QWidget* scrollingPage(QWidget* tab) {
+    auto* scroll = new QScrollArea;
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setWidgetResizable(true);
+    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    auto* page = new QWidget;
+    scroll->setWidget(page);
+    scroll->viewport()->setAutoFillBackground(false);
+    page->setAutoFillBackground(false);
+    auto* column = new QVBoxLayout(tab);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->addWidget(scroll);
+    return page;
+}
+
+void alignLabelColumns(QWidget* page) {
+    std::vector<QWidget*> labels;
+    int widest = 0;
+    for (auto* form : page->findChildren<QFormLayout*>()) {
+        for (int row = 0; row < form->rowCount(); ++row) {
+            QLayoutItem* item = form->itemAt(row, QFormLayout::LabelRole);
+            if (!item || !item->widget()) continue;
+            // Wider than its text now, the label aligns the text itself.
+            if (auto* label = qobject_cast<QLabel*>(item->widget()))
+                label->setAlignment(form->labelAlignment());
+            labels.push_back(item->widget());
+            widest = std::max(widest, item->widget()->sizeHint().width());
+        }
+    }
+    for (QWidget* label : labels)
+        label->setMinimumWidth(widest);
+}
 
 void RefreshingComboBox::showPopup() {
     if (beforePopup) beforePopup();

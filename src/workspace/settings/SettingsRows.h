@@ -20,6 +20,12 @@ QFormLayout* settingsForm(QWidget* page);
 // The same rows for a section inside a page, without margins of its own.
 QFormLayout* sectionForm(QWidget* section);
 QCheckBox* settingsCheckBox(const QString& text);
+// A page too tall for the window: fills the tab with a frameless scroll
+// area and gives the widget to lay the rows on.
+QWidget* scrollingPage(QWidget* tab);
+// Sections stacked on one page share one label column, so their fields
+// start at the same edge.
+void alignLabelColumns(QWidget* page);
 
 // A combo box that fills itself just before it opens, so a device plugged in
 // while the window was open is there to be chosen.

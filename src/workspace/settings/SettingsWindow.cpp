@@ -8,6 +8,7 @@
 #include "workspace/settings/AudioSettingsTab.h"
 #include "workspace/settings/GeneralSettingsTab.h"
 #include "workspace/settings/MidiSettingsTab.h"
+#include "workspace/settings/OscSettingsTab.h"
 
 namespace ostinel {
 
@@ -26,9 +27,11 @@ SettingsWindow::SettingsWindow(Workspace& workspace, QWidget* parent)
     general_ = new GeneralSettingsTab(workspace);
     audio_ = new AudioSettingsTab(workspace);
     midi_ = new MidiSettingsTab(workspace);
+    osc_ = new OscSettingsTab(workspace);
     tabs_->addTab(general_, "General");
     tabs_->addTab(audio_, "Audio");
     tabs_->addTab(midi_, "MIDI");
+    tabs_->addTab(osc_, "OSC");
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 8, 0, 0);

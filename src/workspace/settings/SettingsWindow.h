@@ -11,6 +11,7 @@ struct Workspace;
 class GeneralSettingsTab;
 class AudioSettingsTab;
 class MidiSettingsTab;
+class OscSettingsTab;
 
 // The machine's own configuration, one tab per concern. Every control writes
 // straight through to the owner of its value; there is no apply button.
@@ -19,13 +20,14 @@ class SettingsWindow : public QWidget {
 public:
     explicit SettingsWindow(Workspace& workspace, QWidget* parent = nullptr);
 
-    // "General", "Audio" or "MIDI"; any other name shows "General".
+    // "General", "Audio", "MIDI" or "OSC"; any other name shows "General".
     void showTab(const QString& name);
     QString currentTabName() const;
 
     GeneralSettingsTab* generalTab() const { return general_; }
     AudioSettingsTab* audioTab() const { return audio_; }
     MidiSettingsTab* midiTab() const { return midi_; }
+    OscSettingsTab* oscTab() const { return osc_; }
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -36,6 +38,7 @@ private:
     GeneralSettingsTab* general_ = nullptr;
     AudioSettingsTab* audio_ = nullptr;
     MidiSettingsTab* midi_ = nullptr;
+    OscSettingsTab* osc_ = nullptr;
 };
 
 } // namespace ostinel

@@ -6,6 +6,8 @@
 #include <QLineEdit>
 #include <QPainter>
 
+#include "control/MidiController.h"
+#include "control/NumberMapController.h"
 #include "document/AppState.h"
 #include "playback/PlaybackEngine.h"
 #include "playback/ShowModeKeys.h"
@@ -73,6 +75,8 @@ ShowListCanvas::ShowListCanvas(Workspace& workspace, QWidget* parent) : QWidget(
     connect(&workspace_.engine, &PlaybackEngine::isPlayingChanged, this, repaint);
     connect(&workspace_.engine, &PlaybackEngine::currentURLChanged, this, repaint);
     connect(&missing_, &MissingFiles::changed, this, repaint);
+    if (workspace_.midiInput) connect(workspace_.midiInput, &MidiController::changed, this, repaint);
+    if (workspace_.numbers) connect(workspace_.numbers, &NumberMapController::changed, this, repaint);
     showChanged();
     preselectionChanged();
 }
@@ -111,6 +115,23 @@ const Track* ShowListCanvas::trackAt(QPoint point, QRect* row) const {
 std::set<Uuid> ShowListCanvas::targetsFor(const Uuid& trackID) const {
     const auto& group = workspace_.state.selectedTrackIDs();
     return group.count(trackID) ? group : std::set<Uuid>{trackID};
+}
+
+RowBadges ShowListCanvas::badgesFor(const Uuid& trackID) const {
+    RowBadges badges;
+    if (workspace_.midiInput)
+        if (auto key = workspace_.midiInput->trackMapping(trackID))
+            badges.midi = QString::fromStdString(key->label());
+    if (workspace_.numbers)
+        if (auto digit = workspace_.numbers->digit(trackID)) badges.number = QString::number(*digit);
+    return badges;
+}
+
+std::optional<Uuid> ShowListCanvas::learningTrack() const {
+    if (workspace_.midiInput && workspace_.midiInput->learningTrack())
+        return workspace_.midiInput->learningTrack();
+    if (workspace_.numbers) return workspace_.numbers->learningTrack();
+    return std::nullopt;
 }
 
 QSize ShowListCanvas::sizeHint() const {
@@ -184,8 +205,9 @@ void ShowListCanvas::placeEditor() {
     const Track* track = workspace_.state.show().track(*renaming_);
     if (!track) return;
     const QRect row = rowRect(*renaming_);
-    const auto badge = badgeText ? badgeText(*renaming_) : QString();
-    const QRect name = TrackRowPainter::layout(row, *track, badge, missing_.isMissing(track->url.path())).name;
+    const QRect name =
+        TrackRowPainter::layout(row, *track, badgesFor(*renaming_), missing_.isMissing(track->url.path()))
+            .name;
     editor_->setGeometry(name.adjusted(-4, 9, 0, -9));
 }
 
@@ -223,6 +245,7 @@ void ShowListCanvas::paintEvent(QPaintEvent* event) {
     const bool playing = workspace_.engine.isPlaying();
     const auto& loaded = workspace_.engine.currentURL();
     const auto next = ShowModeKeys::nextTrack(state);
+    const auto learning = learningTrack();
     const int first = std::max(0, event->rect().top() / TrackRowPainter::rowHeight);
     for (std::size_t i = std::size_t(first); i < tracks.size(); ++i) {
         const QRect row(0, int(i) * TrackRowPainter::rowHeight, width(), TrackRowPainter::rowHeight);
@@ -238,7 +261,8 @@ void ShowListCanvas::paintEvent(QPaintEvent* event) {
         look.next = next && next->id == t.id;
         look.missing = missing_.isMissing(t.url.path());
         look.editable = editable();
-        if (badgeText) look.badge = badgeText(t.id);
+        look.learning = learning == t.id;
+        look.badges = badgesFor(t.id);
         TrackRowPainter::paint(p, row, t, look);
     }
     paintInsertionLine(p);

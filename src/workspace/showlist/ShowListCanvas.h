@@ -14,6 +14,7 @@
 #include "workspace/showlist/MissingFiles.h"
 #include "workspace/showlist/ShowListClick.h"
 #include "workspace/showlist/ShowListDeleteKey.h"
+#include "workspace/showlist/TrackRowPainter.h"
 
 class QLineEdit;
 class QMenu;
@@ -33,14 +34,11 @@ public:
     explicit ShowListCanvas(Workspace& workspace, QWidget* parent = nullptr);
     ~ShowListCanvas() override;
 
-    std::function<bool(const Uuid& trackID)> learnTap;
-    std::function<QString(const Uuid& trackID)> badgeText;
-
     static constexpr const char* dropPrompt = "Drop audio files here";
     static constexpr int blinkIntervalMs = 500; // a calm 1 Hz blink
 
-    // A click on a row, in order: the learn hook, the warning triangle, the
-    // flags, then picking, selecting or renaming.
+    // A click on a row, in order: learning its key in either map mode, the
+    // warning triangle, the flags, then picking, selecting or renaming.
     void tapAt(QPoint point, ClickModifiers modifiers);
 
     bool editable() const;
@@ -48,6 +46,10 @@ public:
     QRect rowRect(const Uuid& trackID) const;
     // The whole selection if the row is part of it, otherwise the row.
     std::set<Uuid> targetsFor(const Uuid& trackID) const;
+    // The keys the row's cue is mapped to, from the controllers there are.
+    RowBadges badgesFor(const Uuid& trackID) const;
+    // The cue waiting for its MIDI or number key, if any.
+    std::optional<Uuid> learningTrack() const;
 
     void startRenaming(const Uuid& trackID);
     void commitRename();
@@ -92,6 +94,10 @@ protected:
     void dropEvent(QDropEvent* event) override;
 
 private:
+    // Either map mode is on.
+    bool mapping() const;
+    // In a map mode the click picks the cue to learn; true when it did.
+    bool learnAt(const Uuid& trackID);
     // Picking, selecting or renaming.
     void clickRow(const Uuid& trackID, ClickModifiers modifiers);
     void showChanged();

@@ -10,6 +10,8 @@
 #include <QToolTip>
 #include <QWidgetAction>
 
+#include "control/MidiController.h"
+#include "control/NumberMapController.h"
 #include "document/AppState.h"
 #include "playback/ShowModeKeys.h"
 #include "workspace/common/Theme.h"
@@ -65,15 +67,31 @@ void ShowListCanvas::clickRow(const Uuid& trackID, ClickModifiers modifiers) {
     anchor_ = effect.selection.anchor;
 }
 
+bool ShowListCanvas::mapping() const {
+    return (workspace_.midiInput && workspace_.midiInput->mapMode()) ||
+           (workspace_.numbers && workspace_.numbers->mapMode());
+}
+
+bool ShowListCanvas::learnAt(const Uuid& trackID) {
+    if (MidiController* midi = workspace_.midiInput; midi && midi->mapMode()) {
+        midi->beginLearningTrack(trackID);
+        return true;
+    }
+    if (NumberMapController* numbers = workspace_.numbers; numbers && numbers->mapMode()) {
+        numbers->beginLearningTrack(trackID);
+        return true;
+    }
+    return false;
+}
+
 void ShowListCanvas::tapAt(QPoint point, ClickModifiers modifiers) {
     QRect row;
     const Track* track = trackAt(point, &row);
     if (!track) return;
     const Uuid id = track->id;
-    if (learnTap && learnTap(id)) return;
-    const auto badge = badgeText ? badgeText(id) : QString();
+    if (learnAt(id)) return;
     const bool missing = missing_.isMissing(track->url.path());
-    const RowLayout l = TrackRowPainter::layout(row, *track, badge, missing);
+    const RowLayout l = TrackRowPainter::layout(row, *track, badgesFor(id), missing);
     if (missing && l.warning.adjusted(-4, -8, 4, 8).contains(point)) {
         workspace_.state.relinkTrack(id);
         missing_.recheck();
@@ -111,7 +129,8 @@ void ShowListCanvas::mouseDoubleClickEvent(QMouseEvent* event) {
 }
 
 void ShowListCanvas::mouseMoveEvent(QMouseEvent* event) {
-    if (!pressed_ || !(event->buttons() & Qt::LeftButton) || !editable()) return;
+    // In a map mode rows are targets to learn, not to be moved by a shaky click.
+    if (!pressed_ || !(event->buttons() & Qt::LeftButton) || !editable() || mapping()) return;
     const QPoint point = event->position().toPoint();
     if (dragging_.empty()) {
         if ((point - pressPoint_).manhattanLength() < QApplication::startDragDistance()) return;
@@ -183,9 +202,8 @@ QString ShowListCanvas::toolTipAt(QPoint point) const {
     QRect row;
     const Track* track = trackAt(point, &row);
     if (!track) return {};
-    const auto badge = badgeText ? badgeText(track->id) : QString();
     const bool missing = missing_.isMissing(track->url.path());
-    const RowLayout l = TrackRowPainter::layout(row, *track, badge, missing);
+    const RowLayout l = TrackRowPainter::layout(row, *track, badgesFor(track->id), missing);
     if (l.autoplay.contains(point)) return QString::fromUtf8("Autoplay – start automatically when auto-selected");
     if (l.skip.contains(point)) return QString::fromUtf8("Skip – skip this song during auto-advance");
     if (l.loopFlag.contains(point))

@@ -16,8 +16,6 @@ namespace ostinel {
 
 ShowListView::ShowListView(Workspace& workspace, QWidget* parent) : QWidget(parent), workspace_(workspace) {
     canvas_ = new ShowListCanvas(workspace_);
-    canvas_->learnTap = [this](const Uuid& id) { return learnTap && learnTap(id); };
-    canvas_->badgeText = [this](const Uuid& id) { return badgeText ? badgeText(id) : QString(); };
 
     scroll_ = new QScrollArea;
     scroll_->setWidget(canvas_);
@@ -64,8 +62,6 @@ ShowListView::ShowListView(Workspace& workspace, QWidget* parent) : QWidget(pare
 }
 
 ShowListView::~ShowListView() = default;
-
-void ShowListView::refreshBadges() { canvas_->update(); }
 
 void ShowListView::updateTotal() {
     total_->setText(QString::fromStdString(formatClock(workspace_.state.show().totalLength())));

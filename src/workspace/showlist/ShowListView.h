@@ -2,10 +2,6 @@
 
 #include <QWidget>
 
-#include <functional>
-
-#include "base/Uuid.h"
-
 class QLabel;
 class QScrollArea;
 
@@ -23,15 +19,6 @@ class ShowListView : public QWidget {
 public:
     explicit ShowListView(Workspace& workspace, QWidget* parent = nullptr);
     ~ShowListView() override;
-
-    // Offered a row click before anything else; true when it was taken (the
-    // MIDI or number map learning that cue).
-    std::function<bool(const Uuid& trackID)> learnTap;
-    // The mapping badge of a row ("C3", "7"); empty for none.
-    std::function<QString(const Uuid& trackID)> badgeText;
-
-    // Repaints the badges after a mapping changed outside the show.
-    void refreshBadges();
 
     ShowListCanvas& canvas() { return *canvas_; }
 

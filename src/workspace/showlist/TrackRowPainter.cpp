@@ -121,9 +121,19 @@ void paintTag(QPainter& p, const QRect& r, const QString& text, const QColor& co
     p.drawText(r, Qt::AlignCenter, text);
 }
 
+// An outlined tag: a key the cue answers to.
+void paintBadge(QPainter& p, const QRect& r, const QString& text, const QColor& color) {
+    if (r.isNull()) return;
+    p.setPen(QPen(color, 1.5));
+    p.setBrush(Qt::NoBrush);
+    p.drawRoundedRect(QRectF(r).adjusted(0.5, 0.5, -0.5, -0.5), 4, 4);
+    p.setFont(smallFont());
+    p.drawText(r, Qt::AlignCenter, text);
+}
+
 } // namespace
 
-RowLayout layout(const QRect& row, const Track& track, const QString& badge, bool missing) {
+RowLayout layout(const QRect& row, const Track& track, const RowBadges& badges, bool missing) {
     RowLayout l;
     const int cy = row.center().y();
     l.strip = QRect(row.left(), row.top(), stripWidth, row.height());
@@ -147,11 +157,13 @@ RowLayout layout(const QRect& row, const Track& track, const QString& badge, boo
     if (missing) l.warning = takeFromRight(glyphSize + 2, glyphSize + 2);
     if (track.timecodePreRollEnabled) l.preRollGlyph = takeFromRight(glyphSize, glyphSize);
     if (hasLoop) l.loopGlyph = takeFromRight(glyphSize, glyphSize);
-    if (!badge.isEmpty()) {
+    auto takeBadge = [&](const QString& text) {
+        if (text.isEmpty()) return QRect();
         right -= 4;
-        const int width = QFontMetrics(smallFont()).horizontalAdvance(badge) + 12;
-        l.badge = takeFromRight(width, 22);
-    }
+        return takeFromRight(std::max(22, QFontMetrics(smallFont()).horizontalAdvance(text) + 12), 22);
+    };
+    l.numberBadge = takeBadge(badges.number);
+    l.midiBadge = takeBadge(badges.midi);
     const int nameLeft = l.number.right() + 1;
     l.name = QRect(nameLeft, row.top(), std::max(0, right - 6 - nameLeft), row.height());
     return l;
@@ -159,13 +171,20 @@ RowLayout layout(const QRect& row, const Track& track, const QString& badge, boo
 
 void paint(QPainter& p, const QRect& row, const Track& track, const RowLook& look) {
     p.save();
-    const RowLayout l = layout(row, track, look.badge, look.missing);
+    const RowLayout l = layout(row, track, look.badges, look.missing);
 
     QColor background = look.number % 2 ? theme::panel : blend(theme::panel, theme::panelRaised, 0.45);
     if (look.inSelection) background = theme::selection;
     if (look.playing) background = blend(look.inSelection ? theme::selection : theme::panel, theme::go, 0.55);
     p.fillRect(row, background);
-    if (look.preselected) {
+    // The row waiting for its key outshines the rest: the operator is
+    // looking for it while reaching for the controller.
+    if (look.learning) {
+        p.fillRect(row, blend(background, theme::midiTrigger, 0.22));
+        p.setPen(QPen(theme::midiTrigger, 2, Qt::DashLine));
+        p.setBrush(Qt::NoBrush);
+        p.drawRect(QRectF(row).adjusted(1.5, 1.5, -1.5, -1.5));
+    } else if (look.preselected) {
         const QColor amber = look.blinkLit ? theme::preselected : blend(background, theme::preselected, 0.25);
         p.fillRect(row, blend(background, amber, look.blinkLit ? 0.22 : 0.05));
         p.setPen(QPen(amber, 3));
@@ -213,14 +232,8 @@ void paint(QPainter& p, const QRect& row, const Track& track, const RowLook& loo
     p.drawText(nameArea, Qt::AlignVCenter | Qt::AlignLeft,
                QFontMetrics(nameFont()).elidedText(name, Qt::ElideRight, nameArea.width()));
 
-    if (!l.badge.isNull()) {
-        p.setPen(QPen(theme::midiTrigger, 1.5));
-        p.setBrush(Qt::NoBrush);
-        p.drawRoundedRect(QRectF(l.badge).adjusted(0.5, 0.5, -0.5, -0.5), 4, 4);
-        p.setFont(smallFont());
-        p.setPen(theme::midiTrigger);
-        p.drawText(l.badge, Qt::AlignCenter, look.badge);
-    }
+    paintBadge(p, l.midiBadge, look.badges.midi, theme::midiTrigger);
+    paintBadge(p, l.numberBadge, look.badges.number, theme::text);
     if (!l.loopGlyph.isNull()) paintLoopGlyph(p, l.loopGlyph);
     if (!l.preRollGlyph.isNull()) paintPreRollGlyph(p, l.preRollGlyph);
     if (!l.warning.isNull()) paintWarning(p, l.warning);

@@ -16,7 +16,8 @@ struct RowLayout {
     QRect strip;
     QRect number;
     QRect name;
-    QRect badge;
+    QRect midiBadge;
+    QRect numberBadge;
     QRect loopGlyph;
     QRect preRollGlyph;
     QRect warning;
@@ -24,6 +25,12 @@ struct RowLayout {
     QRect autoplay;
     QRect skip;
     QRect loopFlag;
+};
+
+// The keys a cue is mapped to; empty for none.
+struct RowBadges {
+    QString midi;   // "N60", "CC7"
+    QString number; // "7"
 };
 
 // How one row is to look, decided by the list.
@@ -37,7 +44,8 @@ struct RowLook {
     bool next = false;         // what auto-advance goes to
     bool missing = false;      // no file at its url
     bool editable = true;      // Edit mode: flags are live
-    QString badge;
+    bool learning = false;     // waiting for the key to map to it
+    RowBadges badges;
 };
 
 namespace TrackRowPainter {
@@ -45,8 +53,8 @@ namespace TrackRowPainter {
 // Tall enough to hit from a metre away in a dark room.
 inline constexpr int rowHeight = 52;
 
-// The badge width depends on its text, so the layout takes it.
-RowLayout layout(const QRect& row, const Track& track, const QString& badge, bool missing);
+// A badge's width depends on its text, so the layout takes them.
+RowLayout layout(const QRect& row, const Track& track, const RowBadges& badges, bool missing);
 void paint(QPainter& painter, const QRect& row, const Track& track, const RowLook& look);
 
 } // namespace TrackRowPainter
