@@ -12,6 +12,7 @@
 #include "app/SingleInstance.h"
 #include "control/MidiOutputController.h"
 #include "control/RemoteControl.h"
+#include "workspace/settings/OscControllerModel.h"
 #include "platform/LoopbackMidiSystem.h"
 #include "platform/MidiSystem.h"
 #include "platform/OfflineAudioSystem.h"
@@ -73,6 +74,7 @@ OstinelApp::~OstinelApp() {
     }
     instanceServer_.reset();
     window_.reset();
+    oscSettings_.reset();
     remote_.reset();
     engine_.stop();
     // Cache files still being written are finished rather than cut short.
@@ -140,6 +142,10 @@ void OstinelApp::wireMidi() {
                                               paths_.oscLogFile);
     cues_.numbers = remote_->numberKeys();
     cues_.learnAction = [this](MidiAction action) { return remote_->learnAction(action); };
+    oscSettings_ = std::make_unique<OscControllerModel>(remote_->osc());
+    workspace_.midiInput = &remote_->midi();
+    workspace_.numbers = &remote_->numbers();
+    workspace_.osc = oscSettings_.get();
 }
 
 void OstinelApp::pruneAnalysisCache() {

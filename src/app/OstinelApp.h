@@ -30,6 +30,7 @@ class MidiSystem;
 class TimecodeController;
 class OfflinePacer;
 class RemoteControl;
+class OscControllerModel;
 class Preferences;
 class QtDialogs;
 class QtMainLoop;
@@ -121,6 +122,7 @@ private:
     std::unique_ptr<TimecodeController> timecode_;
     std::unique_ptr<MidiOutputController> midiOutput_;
     std::unique_ptr<RemoteControl> remote_;
+    std::unique_ptr<OscControllerModel> oscSettings_;
 
     ShowModeKeys::TransportConnections transport_;
     std::optional<MainLoop::TimerId> resyncTimer_;
