@@ -9,6 +9,8 @@
 #include "app/MainWindow.h"
 #include "app/OstinelApp.h"
 #include "app/RevealFile.h"
+#include "control/MidiController.h"
+#include "control/NumberMapController.h"
 #include "platform/Preferences.h"
 #include "timecode/TimecodeController.h"
 #include "workspace/editpanel/EditPanel.h"
@@ -77,6 +79,21 @@ void MainWindow::buildMenus() {
     redo_ = addCommand(edit, QStringLiteral("Redo"), "redo", {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z)});
     connect(undo_, &QAction::triggered, this, &MainWindow::undo);
     connect(redo_, &QAction::triggered, this, &MainWindow::redo);
+    // In map mode a click on a cue waits for its key instead of selecting it.
+    if (MidiController* midi = app_.workspace().midiInput) {
+        edit->addSeparator();
+        QAction* action = addCommand(edit, QStringLiteral("MIDI Map Mode"), "midiMapMode");
+        action->setCheckable(true);
+        connect(action, &QAction::toggled, midi, &MidiController::setMapMode);
+        connect(midi, &MidiController::changed, action, [midi, action] { action->setChecked(midi->mapMode()); });
+    }
+    if (NumberMapController* numbers = app_.workspace().numbers) {
+        QAction* action = addCommand(edit, QStringLiteral("Number Map Mode"), "numberMapMode");
+        action->setCheckable(true);
+        connect(action, &QAction::toggled, numbers, &NumberMapController::setMapMode);
+        connect(numbers, &NumberMapController::changed, action,
+                [numbers, action] { action->setChecked(numbers->mapMode()); });
+    }
 
     QMenu* view = menuBar()->addMenu(QStringLiteral("&View"));
     connect(addCommand(view, QStringLiteral("Zoom In"), "zoomIn",

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <QAction>
+
 #include "AppRig.h"
 #include "control/OSCMessage.h"
 #include "control/RemoteControl.h"
@@ -83,11 +85,15 @@ TEST_F(RemoteWiring, LearntTrackKeysAreTheShowsAndFollowUndo) {
 }
 
 TEST_F(RemoteWiring, GoButtonLearnsInMapModeInsteadOfPlaying) {
-    remote.midi().setMapMode(true);
+    auto* mapMode = rig.app->window().findChild<QAction*>("midiMapMode");
+    ASSERT_NE(mapMode, nullptr);
+    mapMode->trigger();
+    EXPECT_TRUE(remote.midi().mapMode());
     ShowModeKeys::goButton(rig.app->cues());
     EXPECT_EQ(remote.midi().learning(), MidiAction::go);
     midi({0x90, 36, 1});
     remote.midi().setMapMode(false);
+    EXPECT_FALSE(mapMode->isChecked()) << "the menu follows the controller";
     state.setSelectedTrackID(track(0));
     midi({0x90, 36, 1});
     rig.run(0.5);
