@@ -67,8 +67,11 @@ protected:
         ASSERT_EQ(midi->backendName(), "jack");
     }
 
-    bool connectedTo(const JackMidiSender& client, const Names& expected) {
-        return eventually([&] { return client.connections(ourInput) == expected; }, patience);
+    ::testing::AssertionResult connectedTo(const JackMidiSender& client, const Names& expected) {
+        if (eventually([&] { return client.connections(ourInput) == expected; }, patience))
+            return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure()
+               << ourInput << " is connected to " << ::testing::PrintToString(client.connections(ourInput));
     }
 
     test::JackServer server;
