@@ -43,8 +43,8 @@ std::vector<snd_seq_addr_t> seqAddressesNamed(const std::vector<std::string>& na
 std::vector<snd_seq_addr_t> seqSources(const std::vector<SeqPort>& ports, int ownClient);
 
 // Whether an event read from our subscription to the system's announce port
-// may change the destinations or the sources: a client or port of other software that
-// came, went or changed. Connections and our own ports don't.
+// may change the destinations or the sources: a client or port of other
+// software that came, went or changed. Connections and our own ports don't.
 bool announceChangesDestinations(const snd_seq_event_t& event, int ownClient);
 
 } // namespace ostinel::midiserver
