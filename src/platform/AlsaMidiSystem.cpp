@@ -1,7 +1,9 @@
 // The ALSA sequencer as the MIDI server: one client "Ostinel", an output
 // port per MidiOutput that other software subscribes to, and direct events to
-// the chosen destinations. A thread of ours reads the system's announcements
-// to follow devices as they come and go.
+// the chosen destinations, and an input port "Ostinel In" subscribed to every
+// other source. A thread of ours reads the system's announcements, to follow
+// devices as they come and go, and what the input hears, which it passes to
+// the input's relay.
 
 #include <alsa/asoundlib.h>
 #include <poll.h>
@@ -12,10 +14,13 @@
 #include <cerrno>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "platform/AlsaSeqEncoder.h"
+#include "platform/AlsaSeqInput.h"
 #include "platform/AlsaSeqPorts.h"
 #include "platform/AudioSystemBackends.h"
+#include "platform/MidiInputRelay.h"
 #include "platform/MidiSystemBackends.h"
 
 namespace ostinel::midiserver {
@@ -23,9 +28,11 @@ namespace ostinel::midiserver {
 namespace {
 
 constexpr const char* clientName = "Ostinel";
+constexpr const char* inputName = "Ostinel In";
 constexpr const char* sequencerDevice = "/dev/snd/seq";
 constexpr unsigned outputCapability = SND_SEQ_PORT_CAP_READ | SND_SEQ_PORT_CAP_SUBS_READ;
-constexpr unsigned outputType =
+constexpr unsigned inputCapability = SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_SUBS_WRITE;
+constexpr unsigned portType =
     SND_SEQ_PORT_TYPE_MIDI_GENERIC | SND_SEQ_PORT_TYPE_SOFTWARE | SND_SEQ_PORT_TYPE_APPLICATION;
 // Only the system writes to it; no one else is offered it.
 constexpr unsigned announceCapability = SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_NO_EXPORT;
@@ -60,10 +67,10 @@ public:
         }
         snd_seq_set_client_name(seq_, clientName);
         self_ = snd_seq_client_id(seq_);
-        const int announce = snd_seq_create_simple_port(seq_, "Ostinel Announcements", announceCapability,
-                                                        SND_SEQ_PORT_TYPE_APPLICATION);
-        if (announce < 0) return fail("create a port for the device announcements", announce);
-        rc = snd_seq_connect_from(seq_, announce, SND_SEQ_CLIENT_SYSTEM, SND_SEQ_PORT_SYSTEM_ANNOUNCE);
+        announcePort_ = snd_seq_create_simple_port(seq_, "Ostinel Announcements", announceCapability,
+                                                   SND_SEQ_PORT_TYPE_APPLICATION);
+        if (announcePort_ < 0) return fail("create a port for the device announcements", announcePort_);
+        rc = snd_seq_connect_from(seq_, announcePort_, SND_SEQ_CLIENT_SYSTEM, SND_SEQ_PORT_SYSTEM_ANNOUNCE);
         if (rc < 0) return fail("follow the device announcements", rc);
         wakeFd_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
         if (wakeFd_ < 0)
@@ -79,7 +86,7 @@ public:
 
     std::string backendName() const override { return "alsa"; }
 
-    std::unique_ptr<MidiInput> createInput(MidiInputHandler) override { return nullptr; }
+    std::unique_ptr<MidiInput> createInput(MidiInputHandler handler) override;
     std::unique_ptr<MidiOutput> createOutput(const std::string& portName) override;
 
     std::vector<MidiDestination> destinations() override {
@@ -93,6 +100,7 @@ public:
 
 private:
     class Output;
+    class Input;
 
     Error fail(const std::string& what, int rc) const {
         return Error{"ALSA MIDI: can't " + what + " (" + std::string(snd_strerror(rc)) + ")."};
@@ -124,6 +132,9 @@ private:
     void route(Output& output, const std::vector<std::string>& endpoints);
     void retarget(Output& output, const std::vector<SeqPort>& ports);
     void forget(Output& output);
+    void forget(Input& input);
+    void subscribe(int inputPort, const std::vector<SeqPort>& ports);
+    void hear(const snd_seq_event_t& event);
 
     // One event from the output buffer to the sequencer. One that the
     // sequencer refuses (a destination gone, a full queue) is dropped, so it
@@ -144,11 +155,12 @@ private:
             if (pollFds_.back().revents) return;
             for (std::size_t i = 0; i < seqFds; ++i)
                 if (pollFds_[i].revents & (POLLERR | POLLNVAL | POLLHUP)) return;
-            if (readAnnouncements()) followChange();
+            if (readEvents()) followChange();
         }
     }
 
-    bool readAnnouncements() {
+    // Announcements and what the input hears; true when the ports changed.
+    bool readEvents() {
         bool changed = false;
         while (true) {
             snd_seq_event_t* event = nullptr;
@@ -158,23 +170,33 @@ private:
                 continue;
             }
             if (rc < 0) return changed;
-            if (event && announceChangesDestinations(*event, self_)) changed = true;
+            if (!event) continue;
+            if (event->dest.port != announcePort_) {
+                hear(*event);
+            } else if (announceChangesDestinations(*event, self_)) {
+                changed = true;
+            }
         }
     }
 
     // Numbers change when a device comes back; the outputs keep sending to
-    // their destinations by name.
+    // their destinations by name. The input takes in the sources that came.
     void followChange() {
         const auto now = ports();
         {
             std::lock_guard lock(outputsMutex_);
             for (auto* output : outputs_) retarget(*output, now);
         }
+        {
+            std::lock_guard lock(inputMutex_);
+            if (input_) subscribe(inputPort_, now);
+        }
         listener_.notify();
     }
 
     snd_seq_t* seq_ = nullptr;
     int self_ = -1;
+    int announcePort_ = -1;
     int wakeFd_ = -1;
     std::vector<pollfd> pollFds_; // the sequencer's, then wakeFd_
     std::thread watcher_;
@@ -185,6 +207,12 @@ private:
     // Guards outputs_ and their destination names; taken before sendMutex_.
     std::mutex outputsMutex_;
     std::vector<Output*> outputs_;
+
+    // Guards input_ and inputPort_; held across a message's hand-over, so
+    // once the input is forgotten nothing reaches its relay.
+    std::mutex inputMutex_;
+    Input* input_ = nullptr;
+    int inputPort_ = -1;
 
     std::vector<MidiDestination> listed_; // what destinations() last said; main thread
     audioserver::ListenerSlot listener_;
@@ -210,8 +238,60 @@ public:
     std::vector<snd_seq_addr_t> addresses_; // where those are now; under sendMutex_
 };
 
+// Our one input; the relay's thread calls the handler.
+class AlsaMidiSystem::Input final : public MidiInput {
+public:
+    Input(AlsaMidiSystem& system, MidiInputHandler handler) : system_(system), relay_(std::move(handler)) {}
+    ~Input() override { system_.forget(*this); }
+    const std::string& name() const override { return name_; }
+
+    AlsaMidiSystem& system_;
+    const std::string name_ = inputName;
+    MidiInputRelay relay_;
+};
+
+// One input: a second would hear the same sources twice.
+std::unique_ptr<MidiInput> AlsaMidiSystem::createInput(MidiInputHandler handler) {
+    std::unique_lock lock(inputMutex_);
+    if (input_) return nullptr;
+    const int port = snd_seq_create_simple_port(seq_, inputName, inputCapability, portType);
+    if (port < 0) return nullptr;
+    auto input = std::make_unique<Input>(*this, std::move(handler));
+    input_ = input.get();
+    inputPort_ = port;
+    lock.unlock();
+    subscribe(port, ports());
+    return input;
+}
+
+// A subscription already made is refused as busy, which is as good.
+void AlsaMidiSystem::subscribe(int inputPort, const std::vector<SeqPort>& ports) {
+    for (const auto& source : seqSources(ports, self_))
+        snd_seq_connect_from(seq_, inputPort, source.client, source.port);
+}
+
+// The watcher thread.
+void AlsaMidiSystem::hear(const snd_seq_event_t& event) {
+    std::uint8_t bytes[3] = {};
+    const std::size_t size = seqEventMessage(event, bytes);
+    if (size == 0) return;
+    std::lock_guard lock(inputMutex_);
+    if (input_ && event.dest.port == inputPort_) input_->relay_.push(bytes, size);
+}
+
+// The relay ends after this, with the input.
+void AlsaMidiSystem::forget(Input&) {
+    int port = -1;
+    {
+        std::lock_guard lock(inputMutex_);
+        input_ = nullptr;
+        port = std::exchange(inputPort_, -1);
+    }
+    snd_seq_delete_port(seq_, port);
+}
+
 std::unique_ptr<MidiOutput> AlsaMidiSystem::createOutput(const std::string& portName) {
-    const int port = snd_seq_create_simple_port(seq_, portName.c_str(), outputCapability, outputType);
+    const int port = snd_seq_create_simple_port(seq_, portName.c_str(), outputCapability, portType);
     if (port < 0) return nullptr;
     auto output = std::make_unique<Output>(*this, portName, port);
     std::lock_guard lock(outputsMutex_);

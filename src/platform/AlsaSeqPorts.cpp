@@ -2,11 +2,14 @@
 
 #include <algorithm>
 
+#include "platform/MidiSystemBackends.h"
+
 namespace ostinel::midiserver {
 
 namespace {
 
 constexpr unsigned writable = SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_SUBS_WRITE;
+constexpr unsigned readable = SND_SEQ_PORT_CAP_READ | SND_SEQ_PORT_CAP_SUBS_READ;
 
 bool isDestination(const SeqPort& port, int ownClient) {
     return port.client != ownClient && port.client != SND_SEQ_CLIENT_SYSTEM &&
@@ -15,6 +18,16 @@ bool isDestination(const SeqPort& port, int ownClient) {
 }
 
 std::string destinationName(const SeqPort& port) { return port.clientName + ":" + port.portName; }
+
+bool isSource(const SeqPort& port, int ownClient) {
+    return port.client != ownClient && port.client != SND_SEQ_CLIENT_SYSTEM &&
+           (port.capability & readable) == readable && !(port.capability & SND_SEQ_PORT_CAP_NO_EXPORT) &&
+           !isOstinelOutputName(port.portName);
+}
+
+snd_seq_addr_t addressOf(const SeqPort& port) {
+    return {static_cast<unsigned char>(port.client), static_cast<unsigned char>(port.port)};
+}
 
 } // namespace
 
@@ -34,9 +47,15 @@ std::vector<snd_seq_addr_t> seqAddressesNamed(const std::vector<std::string>& na
     for (auto& port : ports)
         if (isDestination(port, ownClient) &&
             std::find(names.begin(), names.end(), destinationName(port)) != names.end())
-            addresses.push_back({static_cast<unsigned char>(port.client),
-                                 static_cast<unsigned char>(port.port)});
+            addresses.push_back(addressOf(port));
     return addresses;
+}
+
+std::vector<snd_seq_addr_t> seqSources(const std::vector<SeqPort>& ports, int ownClient) {
+    std::vector<snd_seq_addr_t> sources;
+    for (auto& port : ports)
+        if (isSource(port, ownClient)) sources.push_back(addressOf(port));
+    return sources;
 }
 
 bool announceChangesDestinations(const snd_seq_event_t& event, int ownClient) {

@@ -36,9 +36,15 @@ std::vector<MidiDestination> seqDestinations(const std::vector<SeqPort>& ports, 
 std::vector<snd_seq_addr_t> seqAddressesNamed(const std::vector<std::string>& names,
                                               const std::vector<SeqPort>& ports, int ownClient);
 
+// The ports our input subscribes to, in the listed order: every port of
+// other software that takes read subscriptions, unnamed ones too, but not
+// `ownClient`'s, not the system client's timer and announcements, not those
+// that refuse routing, and not an Ostinel's own outputs.
+std::vector<snd_seq_addr_t> seqSources(const std::vector<SeqPort>& ports, int ownClient);
+
 // Whether an event read from our subscription to the system's announce port
-// may change the destinations: a client or port of other software that
-// came, went or changed. Connections and our own ports don't.
+// may change the destinations or the sources: a client or port of other
+// software that came, went or changed. Connections and our own ports don't.
 bool announceChangesDestinations(const snd_seq_event_t& event, int ownClient);
 
 } // namespace ostinel::midiserver

@@ -2,7 +2,9 @@
 // "Ostinel:Ostinel MTC" beside the audio ports and routes both alike. Messages
 // are written in the audio's cycle, a timed one at the frame its time asks
 // for, two periods later, so a receiver sees them spaced to the sample even
-// when they were sent a little after their time.
+// when they were sent a little after their time. The input port hears every
+// other client's MIDI outputs; the cycle only queues what came, and a thread
+// of ours hands it on.
 
 #include <jack/jack.h>
 #include <jack/midiport.h>
@@ -21,6 +23,7 @@
 
 #include "platform/AudioSystemBackends.h"
 #include "platform/JackCycleClock.h"
+#include "platform/MidiInputRelay.h"
 #include "platform/MidiMessageQueue.h"
 #include "platform/MidiSystemBackends.h"
 #include "platform/PeriodicThread.h"
@@ -37,6 +40,7 @@ constexpr std::size_t queueCapacity = 256;
 // How long a closing port waits for the cycle that empties it; a server
 // that stalls longer gets the port taken away as it is.
 constexpr auto closingTimeout = std::chrono::seconds(1);
+constexpr const char* inputName = "Ostinel MIDI In";
 
 double monotonicUsecs() {
     timespec t{};
@@ -92,6 +96,35 @@ public:
     std::atomic<bool> cleared_{false};
 };
 
+// The input port: the cycle copies each message to the relay, whose thread
+// hands it on.
+class JackMidiInput final : public MidiInput {
+public:
+    JackMidiInput(JackMidiSystem& system, jack_port_t* port, MidiInputHandler handler)
+        : system_(system), port_(port), fullName_(jack_port_name(port)), relay_(std::move(handler)) {}
+    ~JackMidiInput() override;
+
+    const std::string& name() const override { return name_; }
+
+    // Real-time. A SysEx, which no control reads, is dropped, as is what
+    // the relay refuses.
+    void read(jack_nframes_t frames) noexcept {
+        void* buffer = jack_port_get_buffer(port_, frames);
+        for (std::uint32_t i = 0, n = jack_midi_get_event_count(buffer); i < n; ++i) {
+            jack_midi_event_t event{};
+            if (jack_midi_event_get(&event, buffer, i) != 0 || event.size == 0 || event.buffer[0] == 0xF0)
+                continue;
+            relay_.push(event.buffer, event.size);
+        }
+    }
+
+    JackMidiSystem& system_;
+    const std::string name_ = inputName;
+    jack_port_t* const port_;
+    const std::string fullName_;
+    MidiInputRelay relay_;
+};
+
 class JackMidiSystem final : public MidiSystem, JackClientHooks::ProcessHook {
 public:
     explicit JackMidiSystem(JackClientHooks& hooks) : hooks_(hooks), client_(hooks.jackClient()) {
@@ -109,7 +142,30 @@ public:
 
     std::string backendName() const override { return "jack"; }
 
-    std::unique_ptr<MidiInput> createInput(MidiInputHandler) override { return nullptr; }
+    // One input: a second would want the port name the first holds.
+    std::unique_ptr<MidiInput> createInput(MidiInputHandler handler) override {
+        std::lock_guard lock(mutex_);
+        if (!hooks_.serverRunning() || input_.load()) return nullptr;
+        jack_port_t* port =
+            jack_port_register(client_, inputName, JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
+        if (!port) return nullptr;
+        auto input = std::make_unique<JackMidiInput>(*this, port, std::move(handler));
+        input_.store(input.get(), std::memory_order_seq_cst);
+        connectSourcesLocked(*input);
+        return input;
+    }
+
+    // The cycle stops reading the port; the relay may still be handing on
+    // what it read.
+    void detach(JackMidiInput& input) {
+        std::lock_guard lock(mutex_);
+        // Pairs with process(), as for the outputs.
+        input_.store(nullptr, std::memory_order_seq_cst);
+        while (busy_.load(std::memory_order_seq_cst))
+            sched_yield();
+        if (hooks_.serverRunning()) jack_port_unregister(client_, input.port_);
+    }
+
     std::unique_ptr<MidiOutput> createOutput(const std::string& portName) override {
         std::lock_guard lock(mutex_);
         if (!hooks_.serverRunning()) return nullptr;
@@ -171,6 +227,20 @@ public:
     }
 
 private:
+    // Every MIDI output of other clients but an Ostinel's own; a connection
+    // already made stays as it is.
+    void connectSourcesLocked(const JackMidiInput& input) {
+        const std::string ours = std::string(jack_get_client_name(client_)) + ":";
+        const char** names = jack_get_ports(client_, nullptr, JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput);
+        for (const char** n = names; n && *n; ++n) {
+            if (std::strncmp(*n, ours.c_str(), ours.size()) == 0) continue;
+            const jack_port_t* port = jack_port_by_name(client_, *n);
+            if (!port || isOstinelOutputName(jack_port_short_name(port))) continue;
+            jack_connect(client_, *n, input.fullName_.c_str());
+        }
+        jack_free(names);
+    }
+
     // Destinations not present are skipped; one already connected is kept.
     void connectLocked(const JackMidiOutput& output) {
         for (const auto& endpoint : output.destinations_)
@@ -183,6 +253,7 @@ private:
         const CycleClock clock = readClock(frames);
         for (auto& slot : slots_)
             if (auto* output = slot.load(std::memory_order_seq_cst)) output->write(frames, clock);
+        if (auto* input = input_.load(std::memory_order_seq_cst)) input->read(frames);
         busy_.store(false, std::memory_order_seq_cst);
     }
 
@@ -192,21 +263,29 @@ private:
                                    monotonicUsecs());
     }
 
-    // JACK's notification thread: only a hop to the worker.
+    // JACK's notification thread: only a hop to the worker. A MIDI input
+    // port changes the destinations, a MIDI output the sources.
     void portChanged(std::optional<std::uint32_t> id) {
-        if (id) {
-            const jack_port_t* port = jack_port_by_id(client_, *id);
-            const bool midiInput = port && (jack_port_flags(port) & JackPortIsInput) &&
-                                   std::strcmp(jack_port_type(port), JACK_DEFAULT_MIDI_TYPE) == 0;
-            // A port already gone can't be looked at; count it as a change.
-            if (port && !midiInput) return;
+        bool destinations = true;
+        bool sources = true;
+        // A port already gone can't be looked at; count it as either.
+        if (const jack_port_t* port = id ? jack_port_by_id(client_, *id) : nullptr) {
+            const bool midi = std::strcmp(jack_port_type(port), JACK_DEFAULT_MIDI_TYPE) == 0;
+            destinations = midi && (jack_port_flags(port) & JackPortIsInput);
+            sources = midi && (jack_port_flags(port) & JackPortIsOutput);
         }
-        changed_.store(true);
-        worker_->wake();
+        if (destinations) changed_.store(true);
+        if (sources) sourcesChanged_.store(true);
+        if (destinations || sources) worker_->wake();
     }
 
-    // Hot-plug: the destinations that came back are connected again.
+    // Hot-plug: the destinations that came back are connected again, and
+    // new sources to the input.
     void work() {
+        if (sourcesChanged_.exchange(false)) {
+            std::lock_guard lock(mutex_);
+            if (auto* input = input_.load(); input && hooks_.serverRunning()) connectSourcesLocked(*input);
+        }
         if (!changed_.exchange(false)) return;
         {
             std::lock_guard lock(mutex_);
@@ -220,17 +299,24 @@ private:
     JackClientHooks& hooks_;
     jack_client_t* const client_;
 
-    std::mutex mutex_; // outputs_, each output's destinations_, server calls about them
+    std::mutex mutex_; // outputs_, each output's destinations_, input_'s change, server calls about them
     std::vector<JackMidiOutput*> outputs_;
     std::array<std::atomic<JackMidiOutput*>, maxOutputs> slots_{};
+    std::atomic<JackMidiInput*> input_{nullptr};
     std::atomic<bool> busy_{false};
 
     CycleClockEstimate clockEstimate_; // the real-time thread's own
 
     audioserver::ListenerSlot listener_;
     std::atomic<bool> changed_{false};
+    std::atomic<bool> sourcesChanged_{false};
     std::unique_ptr<PeriodicThread> worker_;
 };
+
+// The cycle lets go of the port first, then the relay ends.
+JackMidiInput::~JackMidiInput() {
+    system_.detach(*this);
+}
 
 JackMidiOutput::~JackMidiOutput() {
     system_.remove(*this);
