@@ -1,6 +1,7 @@
 #include "control/OSCController.h"
 
 #include <algorithm>
+#include <type_traits>
 
 #include "control/OSCCommand.h"
 #include "control/OSCDiagnostics.h"
@@ -42,72 +43,31 @@ void OSCController::load() {
 
 // --- Settings ---------------------------------------------------------------------------
 
-void OSCController::setEnabled(bool on) {
-    if (enabled_ == on) return;
-    enabled_ = on;
-    preferences_.setValue("oscEnabled", on);
+template <class T>
+void OSCController::change(T& field, T value, const char* key) {
+    if (field == value) return;
+    field = std::move(value);
+    if constexpr (std::is_same_v<T, int>) {
+        if (key) preferences_.setValue(key, std::int64_t(field));
+    } else {
+        if (key) preferences_.setValue(key, field);
+    }
+    // The route is the show's as well: written together, and reported.
+    if (!key) persistTriggerRoute();
     emit settingsChanged();
     restart();
 }
 
-void OSCController::setPort(int port) {
-    port = clampedPort(port);
-    if (port_ == port) return;
-    port_ = port;
-    preferences_.setValue("oscPort", std::int64_t(port));
-    emit settingsChanged();
-    restart();
-}
-
-void OSCController::setFeedbackEnabled(bool on) {
-    if (feedbackEnabled_ == on) return;
-    feedbackEnabled_ = on;
-    preferences_.setValue("oscFeedbackEnabled", on);
-    emit settingsChanged();
-    restart();
-}
-
-void OSCController::setFeedbackHost(const std::string& host) {
-    if (feedbackHost_ == host) return;
-    feedbackHost_ = host;
-    preferences_.setValue("oscFeedbackHost", host);
-    emit settingsChanged();
-    restart();
-}
-
-void OSCController::setFeedbackPort(int port) {
-    port = clampedPort(port);
-    if (feedbackPort_ == port) return;
-    feedbackPort_ = port;
-    preferences_.setValue("oscFeedbackPort", std::int64_t(port));
-    emit settingsChanged();
-    restart();
-}
-
+void OSCController::setEnabled(bool on) { change(enabled_, on, "oscEnabled"); }
+void OSCController::setPort(int port) { change(port_, clampedPort(port), "oscPort"); }
+void OSCController::setFeedbackEnabled(bool on) { change(feedbackEnabled_, on, "oscFeedbackEnabled"); }
+void OSCController::setFeedbackHost(const std::string& host) { change(feedbackHost_, host, "oscFeedbackHost"); }
+void OSCController::setFeedbackPort(int port) { change(feedbackPort_, clampedPort(port), "oscFeedbackPort"); }
 void OSCController::setTriggerOutputEnabled(bool on) {
-    if (triggerOutputEnabled_ == on) return;
-    triggerOutputEnabled_ = on;
-    preferences_.setValue("oscTriggerOutputEnabled", on);
-    emit settingsChanged();
-    restart();
+    change(triggerOutputEnabled_, on, "oscTriggerOutputEnabled");
 }
-
-void OSCController::setTriggerHost(const std::string& host) {
-    if (triggerHost_ == host) return;
-    triggerHost_ = host;
-    persistTriggerRoute();
-    emit settingsChanged();
-    restart();
-}
-
-void OSCController::setTriggerPort(int port) {
-    port = clampedPort(port);
-    if (triggerPort_ == port) return;
-    triggerPort_ = port;
-    persistTriggerRoute();
-    emit settingsChanged();
-    restart();
-}
+void OSCController::setTriggerHost(const std::string& host) { change(triggerHost_, host, nullptr); }
+void OSCController::setTriggerPort(int port) { change(triggerPort_, clampedPort(port), nullptr); }
 
 void OSCController::persistTriggerRoute() {
     if (suppressRouteWriteback_) return;

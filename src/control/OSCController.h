@@ -107,6 +107,10 @@ private:
     enum class Which { listener, feedback, trigger };
 
     void load();
+    // Stores a setting (with its preference key; none for the trigger
+    // route, which is written as a pair) and restarts.
+    template <class T>
+    void change(T& field, T value, const char* key);
     void openListener();
     void openFeedbackConnection();
     void openTriggerConnection();

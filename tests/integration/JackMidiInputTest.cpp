@@ -3,6 +3,7 @@
 #include <mutex>
 #include <thread>
 
+#include "OpenSystems.h"
 #include "Eventually.h"
 #include "JackMidiSender.h"
 #include "JackServer.h"
@@ -58,12 +59,7 @@ private:
 class JackMidiIn : public ::testing::Test {
 protected:
     void SetUp() override {
-        auto createdAudio = AudioSystem::create();
-        ASSERT_TRUE(createdAudio) << createdAudio.error().message;
-        audio = std::move(*createdAudio);
-        auto createdMidi = MidiSystem::create(*audio);
-        ASSERT_TRUE(createdMidi) << createdMidi.error().message;
-        midi = std::move(*createdMidi);
+        ASSERT_TRUE(test::openSystems(audio, midi));
         ASSERT_EQ(midi->backendName(), "jack");
     }
 

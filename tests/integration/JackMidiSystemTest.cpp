@@ -3,6 +3,7 @@
 
 #include <thread>
 
+#include "OpenSystems.h"
 #include "CallCounter.h"
 #include "Eventually.h"
 #include "JackMidiCapture.h"
@@ -53,12 +54,7 @@ bool connectedTo(const JackMidiCapture& capture, const std::vector<std::string>&
 class JackMidi : public ::testing::Test {
 protected:
     void SetUp() override {
-        auto createdAudio = AudioSystem::create();
-        ASSERT_TRUE(createdAudio) << createdAudio.error().message;
-        audio = std::move(*createdAudio);
-        auto createdMidi = MidiSystem::create(*audio);
-        ASSERT_TRUE(createdMidi) << createdMidi.error().message;
-        midi = std::move(*createdMidi);
+        ASSERT_TRUE(test::openSystems(audio, midi));
     }
 
     test::JackServer server;

@@ -5,6 +5,7 @@
 #include <functional>
 #include <thread>
 
+#include "OpenSystems.h"
 #include "Eventually.h"
 #include "JackMidiCapture.h"
 #include "JackServer.h"
@@ -55,12 +56,7 @@ std::vector<LtcFrame> decodeLtc(const std::vector<float>& samples) {
 class TimecodeOnJack : public ::testing::Test {
 protected:
     void SetUp() override {
-        auto createdAudio = AudioSystem::create();
-        ASSERT_TRUE(createdAudio) << createdAudio.error().message;
-        audio = std::move(*createdAudio);
-        auto createdMidi = MidiSystem::create(*audio);
-        ASSERT_TRUE(createdMidi) << createdMidi.error().message;
-        midi = std::move(*createdMidi);
+        ASSERT_TRUE(test::openSystems(audio, midi));
         stage = std::make_unique<JackRecorder>("Stage", 4, true, 48000 * 5);
         engine = std::make_unique<PlaybackEngine>(loop, preferences, *audio);
         engine->setOutputDeviceUID(std::string("jack:Stage"));
