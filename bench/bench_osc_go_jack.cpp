@@ -42,6 +42,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -118,17 +119,22 @@ struct Series {
     int straddled = 0;                  // the send/call and play()'s return in different periods
     int late = 0;                       // a period beyond the look-ahead
     int lateUnstraddled = 0;            // late with no boundary crossed: nothing explains it
+    std::int64_t lateMinPhase = -1;     // the earliest phase in its period of a late send or call
+    // The latest try: the phase of the send or call, of play()'s entry and return (all in frames
+    // from the start of the send's or call's period), and its figure.
+    std::array<std::int64_t, 4> worst{0, 0, 0, -1};
     int unclean = 0, lost = 0, disturbed = 0;
 };
 
 // Where a try stands when its moment comes, read on the thread that makes it.
 struct Stamp {
     jack_nframes_t period = 0; // start of the period running
+    jack_nframes_t frame = 0;  // JACK's estimate of the frame now
     Clock::time_point wall;
 };
 
 Stamp stamp(jack_client_t* client) {
-    return {jack_last_frame_time(client), Clock::now()};
+    return {jack_last_frame_time(client), jack_frame_time(client), Clock::now()};
 }
 
 // Waits for the probe's word; false when none came.
@@ -152,13 +158,22 @@ bool keep(Series& series, const Probe& probe, int xrunsBefore) {
     return true;
 }
 
-void note(Series& series, std::int64_t fromNext, bool straddled, int lookAhead) {
+void note(Series& series, const Probe& probe, const Stamp& sent, const Stamp& entered, const Stamp& returned,
+          int lookAhead) {
+    const std::int64_t fromNext = framesBetween(sent.period, probe.first()) - kJackPeriod;
+    const bool straddled = returned.period != sent.period;
+    const std::int64_t phase = framesBetween(sent.period, sent.frame);
     series.fromNext.push_back(fromNext);
+    series.playUs.push_back(std::chrono::duration<double, std::micro>(returned.wall - entered.wall).count());
     if (straddled) ++series.straddled;
     if (fromNext > lookAhead) {
         ++series.late;
         if (!straddled) ++series.lateUnstraddled;
+        if (series.lateMinPhase < 0 || phase < series.lateMinPhase) series.lateMinPhase = phase;
     }
+    if (fromNext > series.worst[3])
+        series.worst = {phase, framesBetween(sent.period, entered.frame),
+                        framesBetween(sent.period, returned.frame), fromNext};
 }
 
 void printRow(const char* name, const Series& s) {
@@ -271,10 +286,7 @@ int main(int argc, char** argv) {
             heard(probe);
             runFor(0.01);
             if (keep(direct, probe, xrunsBefore)) {
-                note(direct, framesBetween(call.period, probe.first()) - kJackPeriod,
-                     returned.period != call.period, lookAhead);
-                direct.playUs.push_back(
-                    std::chrono::duration<double, std::micro>(returned.wall - call.wall).count());
+                note(direct, probe, call, call, returned, lookAhead);
             }
         }
 
@@ -302,13 +314,9 @@ int main(int argc, char** argv) {
             if (!playEntered || !playReturned) {
                 ++osc.lost;
             } else if (keep(osc, probe, xrunsBefore)) {
-                note(osc, framesBetween(sent.period, probe.first()) - kJackPeriod,
-                     playReturned->period != sent.period, lookAhead);
+                note(osc, probe, sent, *playEntered, *playReturned, lookAhead);
                 osc.toPlayUs.push_back(
                     std::chrono::duration<double, std::micro>(playEntered->wall - sent.wall).count());
-                osc.playUs.push_back(
-                    std::chrono::duration<double, std::micro>(playReturned->wall - playEntered->wall)
-                        .count());
             }
         }
     }
@@ -332,6 +340,15 @@ int main(int argc, char** argv) {
                 percentile(osc.playUs, 1.0));
     std::printf("OSC send to engine.play() entered, us: median %.0f p95 %.0f worst %.0f\n",
                 percentile(osc.toPlayUs, 0.5), percentile(osc.toPlayUs, 0.95), percentile(osc.toPlayUs, 1.0));
+    // Where the latest try of each path spent its time: a boundary crossed
+    // before play() returned costs a period.
+    for (auto [name, s] : {std::pair{"transport", &direct}, std::pair{"OSC", &osc}}) {
+        std::printf(
+            "%s: late ones called or sent from phase %lld on; worst try (%lld frames): called or sent at "
+            "phase %lld, play() entered at %lld, returned at %lld\n",
+            name, (long long)s->lateMinPhase, (long long)s->worst[3], (long long)s->worst[0],
+            (long long)s->worst[1], (long long)s->worst[2]);
+    }
     const double worstOsc = percentile(osc.fromNext, 1.0);
     const double worstDirect = percentile(direct.fromNext, 1.0);
     const bool within = worstOsc <= worstDirect + kJackPeriod && osc.lost == 0;
