@@ -8,15 +8,16 @@
 // event loop on the main thread, where the listener's socket notifier wakes
 // it. A sender thread sends "/ostinel/go" to 127.0.0.1 from a plain POSIX
 // socket at a random phase of the period while the main thread sleeps in the
-// event loop, as it does in the app between events.
+// event loop, as it does in the app between events. The send is stamped
+// before sendto(), so a sender held up there counts against us.
 //
 // The probe and the reference points are bench_jack_latency's: frames from
 // the start of the period after the one in which the datagram was sent (for
 // the transport alone, in which play() was called) to the first non-silent
 // frame at the engine's output; ideally the limiter look-ahead alone. A try
 // is `late` when a period more; `straddle` counts tries whose play()
-// returned in a later period than the send or call began in, which makes
-// one late, and `unexpl` late ones that crossed no boundary. A figure below
+// returned in a later period than the send or call began in, which may
+// make one late, and `unexpl` late ones that crossed no boundary. A figure below
 // the look-ahead means the engine rendered the running period only after
 // play() had returned: the server here is not real-time, and on a busy
 // machine its clients may run late within their period. Also reported: the
@@ -88,6 +89,19 @@ class UnmarkedWaveform final : public CueWaveform {
     }
     void setSnapSuppressed(bool) override {}
     void setBeatStepHeld(bool) override {}
+};
+
+// The cue's file, the app's folders and the OSC diary, gone however the run ends.
+struct ScratchDir {
+    std::filesystem::path path =
+        std::filesystem::temp_directory_path() / ("bench-osc-go-" + std::to_string(getpid()));
+    ScratchDir() { std::filesystem::create_directories(path); }
+    ~ScratchDir() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+    ScratchDir(const ScratchDir&) = delete;
+    ScratchDir& operator=(const ScratchDir&) = delete;
 };
 
 // Runs Qt's event loop for `seconds`.
@@ -187,19 +201,9 @@ void printRow(const char* name, const Series& s) {
                 s.disturbed);
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    const int tries = argc > 1 ? std::atoi(argv[1]) : 200;
-    if (tries < 1) {
-        std::fprintf(stderr, "usage: bench_osc_go_jack [tries]\n");
-        return 2;
-    }
-    QCoreApplication app(argc, argv);
-    // The listener's diary would run through the table.
-    QLoggingCategory::setFilterRules("com.ostinel.osc.info=false\ncom.ostinel.osc.debug=false");
-    const auto dir = std::filesystem::temp_directory_path() / ("bench-osc-go-" + std::to_string(getpid()));
-    std::filesystem::create_directories(dir);
+int measure(int tries) {
+    const ScratchDir scratch;
+    const auto& dir = scratch.path;
 
     test::JackServer server;
     setenv("OSTINEL_AUDIO_BACKEND", "jack", 1);
@@ -323,7 +327,6 @@ int main(int argc, char** argv) {
     engine.stop();
     transport.disconnect();
     ::close(sender);
-    std::filesystem::remove_all(dir);
 
     std::printf("JACK dummy server, %d Hz, %d-frame periods; %d tries of each; limiter look-ahead %d frames;"
                 " OSC on 127.0.0.1:%d\n",
@@ -357,4 +360,23 @@ int main(int argc, char** argv) {
                 worstDirect, kJackPeriod, worstDirect + kJackPeriod,
                 osc.lost > 0 ? " (and some OSC GOs were lost)" : "");
     return within ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const int tries = argc > 1 ? std::atoi(argv[1]) : 200;
+    if (tries < 1) {
+        std::fprintf(stderr, "usage: bench_osc_go_jack [tries]\n");
+        return 2;
+    }
+    QCoreApplication app(argc, argv);
+    // The listener's diary would run through the table.
+    QLoggingCategory::setFilterRules("com.ostinel.osc.info=false\ncom.ostinel.osc.debug=false");
+    try {
+        return measure(tries);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "%s\n", e.what());
+        return 1;
+    }
 }
