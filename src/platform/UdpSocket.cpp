@@ -1,7 +1,5 @@
 #include "platform/UdpSocket.h"
 
-#include <QHostAddress>
-#include <QHostInfo>
 #include <QSocketNotifier>
 #include <QTimer>
 
@@ -9,11 +7,15 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <netdb.h>
 #include <netinet/in.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <mutex>
+#include <thread>
 
 namespace ostinel {
 
@@ -100,38 +102,83 @@ std::unique_ptr<UdpSocket> UdpSocket::connect(const std::string& host, int port,
         socket->connectTo(address, AF_INET6);
         return socket;
     }
-    std::weak_ptr<UdpSocket*> weak = socket->self_;
-    // The context ends with the socket, and with it the answer's delivery.
-    socket->lookupContext_ = std::make_unique<QObject>();
-    QHostInfo::lookupHost(QString::fromStdString(host), socket->lookupContext_.get(), [weak, host](const QHostInfo& info) {
-        auto self = weak.lock();
-        if (!self) return;
-        UdpSocket& me = **self;
-        const auto addresses = info.addresses();
-        // IPv4 first: show gear rarely listens on IPv6.
-        auto it = std::find_if(addresses.begin(), addresses.end(),
-                               [](const QHostAddress& a) { return a.protocol() == QAbstractSocket::IPv4Protocol; });
-        if (it == addresses.end()) it = addresses.begin();
-        if (info.error() != QHostInfo::NoError || it == addresses.end()) {
-            me.setState(SocketState::waiting, "host " + host + " not found");
-            return;
-        }
-        std::vector<std::uint8_t> bytes;
-        if (it->protocol() == QAbstractSocket::IPv4Protocol) {
-            const quint32 v4 = htonl(it->toIPv4Address());
-            const auto* raw = reinterpret_cast<const std::uint8_t*>(&v4);
-            bytes.assign(raw, raw + 4);
-            me.connectTo(bytes, AF_INET);
-        } else {
-            const Q_IPV6ADDR v6 = it->toIPv6Address();
-            bytes.assign(v6.c, v6.c + 16);
-            me.connectTo(bytes, AF_INET6);
-        }
-    });
+    socket->lookUp(host);
     return socket;
 }
 
+// A name is looked up on a thread of its own, which may outlive the socket
+// (a resolver can take seconds to give up); the answer comes back through
+// an event descriptor the main loop watches, and is dropped if nobody waits.
+struct UdpSocket::Lookup {
+    std::mutex mutex;
+    std::vector<std::uint8_t> address;
+    int family = 0;
+    std::string error;
+    int wake = -1;
+    ~Lookup() {
+        if (wake >= 0) ::close(wake);
+    }
+};
+
+void UdpSocket::lookUp(const std::string& host) {
+    auto lookup = std::make_shared<Lookup>();
+    lookup->wake = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    if (lookup->wake < 0) {
+        setState(SocketState::waiting, errorText(errno));
+        return;
+    }
+    lookup_ = lookup;
+    lookupNotifier_ = std::make_unique<QSocketNotifier>(lookup->wake, QSocketNotifier::Read);
+    QObject::connect(lookupNotifier_.get(), &QSocketNotifier::activated, [this] { lookedUp(); });
+    std::thread([lookup, host] {
+        addrinfo hints{};
+        hints.ai_socktype = SOCK_DGRAM;
+        addrinfo* found = nullptr;
+        const int status = ::getaddrinfo(host.c_str(), nullptr, &hints, &found);
+        {
+            std::lock_guard lock(lookup->mutex);
+            // IPv4 first: show gear rarely listens on IPv6.
+            const addrinfo* pick = nullptr;
+            for (const addrinfo* a = status == 0 ? found : nullptr; a; a = a->ai_next)
+                if (a->ai_family == AF_INET || (a->ai_family == AF_INET6 && !pick)) pick = a;
+            if (pick && pick->ai_family == AF_INET) {
+                const auto* in = reinterpret_cast<const sockaddr_in*>(pick->ai_addr);
+                const auto* raw = reinterpret_cast<const std::uint8_t*>(&in->sin_addr);
+                lookup->address.assign(raw, raw + 4);
+                lookup->family = AF_INET;
+            } else if (pick) {
+                const auto* in = reinterpret_cast<const sockaddr_in6*>(pick->ai_addr);
+                const auto* raw = reinterpret_cast<const std::uint8_t*>(&in->sin6_addr);
+                lookup->address.assign(raw, raw + 16);
+                lookup->family = AF_INET6;
+            } else {
+                lookup->error = "host " + host + " not found";
+            }
+        }
+        if (found) ::freeaddrinfo(found);
+        const std::uint64_t one = 1;
+        [[maybe_unused]] auto written = ::write(lookup->wake, &one, sizeof one);
+    }).detach();
+}
+
+void UdpSocket::lookedUp() {
+    lookupNotifier_.reset();
+    auto lookup = std::move(lookup_);
+    std::vector<std::uint8_t> address;
+    int family = 0;
+    std::string error;
+    {
+        std::lock_guard lock(lookup->mutex);
+        address = lookup->address;
+        family = lookup->family;
+        error = lookup->error;
+    }
+    if (family == 0) setState(SocketState::waiting, error);
+    else connectTo(address, family);
+}
+
 UdpSocket::~UdpSocket() {
+    lookupNotifier_.reset();
     notifier_.reset();
     if (fd_ >= 0) ::close(fd_);
 }

@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-class QObject;
 class QSocketNotifier;
 
 namespace ostinel {
@@ -20,7 +19,7 @@ const char* socketStateName(SocketState state);
 
 // Non-blocking UDP on the main thread, Qt's event loop telling when a
 // datagram or an error arrives. Nothing here ever waits: a host name is
-// looked up on Qt's own lookup threads.
+// looked up on a thread of its own.
 class UdpSocket {
 public:
     // Largest datagram taken in; a longer one is dropped whole.
@@ -61,6 +60,9 @@ private:
     void connectTo(const std::vector<std::uint8_t>& address, int family);
     void readable();
     void watch();
+    struct Lookup;
+    void lookUp(const std::string& host);
+    void lookedUp();
 
     int fd_ = -1;
     int port_ = 0;
@@ -71,8 +73,9 @@ private:
     DatagramHandler onDatagram_;
     std::unique_ptr<QSocketNotifier> notifier_;
     std::deque<std::vector<std::uint8_t>> pending_;
-    std::unique_ptr<QObject> lookupContext_;
-    // Late callbacks (a lookup, a posted state) hold this weakly.
+    std::shared_ptr<Lookup> lookup_;
+    std::unique_ptr<QSocketNotifier> lookupNotifier_;
+    // A posted state holds this weakly.
     std::shared_ptr<UdpSocket*> self_ = std::make_shared<UdpSocket*>(this);
 };
 

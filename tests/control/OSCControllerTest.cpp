@@ -201,7 +201,6 @@ TEST_F(OSCControllerTest, HostThatDoesNotResolveIsRebuiltAfterTwoStalledChecks) 
     loop.advance(OSCController::healthCheckSeconds);
     EXPECT_NE(log().find("health: feedback stuck in waiting — rebuilding"), std::string::npos) << log();
     EXPECT_EQ(osc->feedbackState(), SocketState::opening);
-    // Qt keeps a lookup's answer slot if its socket goes first.
     EXPECT_TRUE(pump([&] { return osc->feedbackState() == SocketState::waiting; }, 30.0));
 }
 
