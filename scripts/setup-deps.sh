@@ -7,7 +7,7 @@ packages=(
   nlohmann-json3-dev libsndfile1-dev
   libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
   libsoxr-dev libjack-jackd2-dev jackd2 libasound2-dev libfftw3-dev libltc-dev
-  libavahi-client-dev libqrencode-dev liblo-dev liblo-tools
+  libavahi-client-dev libqrencode-dev liblo-dev liblo-tools python3-websockets chromium
   libgtest-dev libgmock-dev libbenchmark-dev
   ffmpeg sox xvfb xauth
   xdotool clang libclang-rt-dev
