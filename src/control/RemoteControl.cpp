@@ -17,9 +17,10 @@ std::optional<Uuid> trackAt(const AppState& state, std::int64_t index) {
 } // namespace
 
 RemoteControl::RemoteControl(MidiSystem& midi, MainLoop& loop, Preferences& preferences, AppState& state,
-                             PlaybackEngine& engine, CueWaveform& waveform, const std::string& oscLogPath)
+                             PlaybackEngine& engine, CueWaveform& waveform, const std::string& oscLogPath,
+                             std::string remotePage, std::string appVersion)
     : state_(state), engine_(engine), waveform_(waveform), midi_(midi, loop, preferences),
-      osc_(loop, preferences, oscLogPath) {
+      osc_(loop, preferences, oscLogPath), web_(loop, preferences, std::move(remotePage), std::move(appVersion)) {
     auto perform = [this](MidiAction action) { ShowModeKeys::perform(action, state_, engine_, waveform_); };
     auto restart = [this](const Uuid& id) { ShowModeKeys::goToTrack(id, state_, engine_, true); };
     midi_.actionHandler = perform;
@@ -34,6 +35,19 @@ RemoteControl::RemoteControl(MidiSystem& midi, MainLoop& loop, Preferences& pref
     };
     osc_.modeHandler = [this](const std::string& mode) {
         state_.setMode(mode == "show" ? AppMode::show : AppMode::edit);
+    };
+
+    // The web remote's previous and next only mark while a cue plays in Show mode.
+    web_.actionHandler = [this, perform](MidiAction action) {
+        if (action == MidiAction::previous || action == MidiAction::next)
+            ShowModeKeys::stepCue(action == MidiAction::next ? 1 : -1, state_, engine_);
+        else
+            perform(action);
+    };
+    web_.panicHandler = [this] { engine_.stop(); };
+    web_.goIndexHandler = osc_.goIndexHandler;
+    web_.selectIndexHandler = [this](std::int64_t index) {
+        if (auto id = trackAt(state_, index)) ShowModeKeys::pickCue(*id, state_, engine_);
     };
 
     midi_.onTrackMappingsChanged = [this](const auto& map) { state_.setMidiTrackMappings(map); };
@@ -58,7 +72,10 @@ bool RemoteControl::learnAction(MidiAction action) {
     return true;
 }
 
-void RemoteControl::start() { osc_.start(engine_, state_); }
+void RemoteControl::start() {
+    osc_.start(engine_, state_);
+    web_.start(engine_, state_);
+}
 
 void RemoteControl::showReplaced(const Show&) {
     midi_.replaceTrackMappings(state_.midiTrackMappings());

@@ -140,6 +140,8 @@ public:
     void setAutoPlayOnNextLoad(bool on) { autoPlayOnNextLoad_ = on; }
     bool inPreRoll() const { return inPreRoll_; }
     double preRollDuration() const { return preRollDuration_; }
+    // Main-loop seconds at which the pre-roll began.
+    double preRollStart() const { return preRollStart_; }
     double emittedTimecodeSeconds() const { return emittedTimecodeSeconds_; }
     double timecodeStartSeconds() const { return timecodeStartSeconds_; }
     float trackVolume() const { return trackVolume_; }
