@@ -12,6 +12,7 @@
 #include "app/SingleInstance.h"
 #include "control/MidiOutputController.h"
 #include "control/RemoteControl.h"
+#include "control/WebRemotePage.h"
 #include "workspace/settings/OscControllerModel.h"
 #include "platform/LoopbackMidiSystem.h"
 #include "platform/MidiSystem.h"
@@ -139,7 +140,7 @@ void OstinelApp::wireMidi() {
     workspace_.midiOutput = midiOutput_.get();
 
     remote_ = std::make_unique<RemoteControl>(*midi_, loop_, preferences_, state_, engine_, view_.controller(),
-                                              paths_.oscLogFile);
+                                              paths_.oscLogFile, webRemotePage(), OSTINEL_VERSION);
     cues_.numbers = remote_->numberKeys();
     cues_.learnAction = [this](MidiAction action) { return remote_->learnAction(action); };
     oscSettings_ = std::make_unique<OscControllerModel>(remote_->osc());

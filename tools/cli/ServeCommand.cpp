@@ -1,5 +1,5 @@
 // ostinel-cli serve FILE.ot [--osc-port P] [--feedback HOST:PORT]
-// [--osc-trigger HOST:PORT] [--timecode-rate R]: runs a show with no window,
+// [--osc-trigger HOST:PORT] [--timecode-rate R] [--remote-port P] [--pin NNNN]: runs a show with no window,
 // for racks and installations with no screen: the engine in Show mode, MIDI
 // in and out, OSC and timecode, on the machine's preferences. An option
 // overrides its preference for this run only and switches on what it names.
@@ -20,6 +20,7 @@
 #include "StopSignals.h"
 #include "control/MidiOutputController.h"
 #include "control/RemoteControl.h"
+#include "control/WebRemotePage.h"
 #include "document/AppState.h"
 #include "platform/AppPaths.h"
 #include "platform/AudioSystem.h"
@@ -36,7 +37,7 @@ namespace ostinel::cli {
 namespace {
 
 const char* const usage = "serve FILE.ot [--osc-port P] [--feedback HOST:PORT] [--osc-trigger HOST:PORT] "
-                          "[--timecode-rate R]";
+                          "[--timecode-rate R] [--remote-port P] [--pin NNNN]";
 
 std::optional<int> portNumber(std::string_view text) {
     int port = 0;
@@ -71,6 +72,8 @@ struct Options {
     std::optional<int> oscPort;
     std::optional<Route> feedback, trigger;
     std::optional<TimecodeRate> rate;
+    std::optional<int> remotePort;
+    std::optional<std::string> pin;
 };
 
 std::optional<Options> parse(const Args& args) {
@@ -85,6 +88,13 @@ std::optional<Options> parse(const Args& args) {
             auto r = route(args[++i]);
             if (!r) return refuse(a + " takes HOST:PORT with a port between 1 and 65535, not \"" + args[i] + "\"");
             (a == "--feedback" ? o.feedback : o.trigger) = r;
+        } else if (a == "--remote-port" && hasValue) {
+            o.remotePort = portNumber(args[++i]);
+            if (!o.remotePort) return refuse("--remote-port takes a port between 1 and 65535, not \"" + args[i] + "\"");
+        } else if (a == "--pin" && hasValue) {
+            o.pin = args[++i];
+            if (o.pin->size() != 4 || o.pin->find_first_not_of("0123456789") != std::string::npos)
+                return refuse("--pin takes four digits, not \"" + args[i] + "\"");
         } else if (a == "--timecode-rate" && hasValue) {
             o.rate = timecode::rateFromRaw(args[++i]);
             if (!o.rate) return refuse("--timecode-rate takes fps24, fps25, fps2997df or fps30, not \"" + args[i] + "\"");
@@ -118,6 +128,8 @@ int serve(const Args& args) {
     AppPaths paths = AppPaths::standard();
     paths.recoveryFile = scratch.filePath("autosave.ot").toStdString();
 
+    // Only this run's: the machine keeps its own PIN.
+    if (options->pin) preferences.setValue("remotePIN", *options->pin);
     PlaybackEngine engine(loop, preferences, system);
     std::unique_ptr<ServeEvents> events;
     HeadlessDialogs dialogs([&](const std::string& text) {
@@ -142,7 +154,9 @@ int serve(const Args& args) {
     timecode->attach(engine);
     MidiOutputController triggers(*midi, loop, preferences);
     engine.onMidiTrigger = [&](const MidiTrigger& trigger) { triggers.send(trigger); };
-    RemoteControl remote(*midi, loop, preferences, state, engine, waveform, paths.oscLogFile);
+    RemoteControl remote(*midi, loop, preferences, state, engine, waveform, paths.oscLogFile, webRemotePage(),
+                         OSTINEL_VERSION);
+    WebRemoteController& web = remote.web();
     OSCController& osc = remote.osc();
     events = std::make_unique<ServeEvents>(loop, state, engine, osc, std::cout);
     for (const std::string& reason : {system.fallbackReason(), midi->fallbackReason()})
@@ -170,6 +184,10 @@ int serve(const Args& args) {
         osc.setTriggerPort(options->trigger->port);
         osc.setTriggerOutputEnabled(true);
     }
+    if (options->remotePort) {
+        web.setPort(*options->remotePort);
+        web.setEnabled(true);
+    }
     if (options->rate) {
         timecode->setRate(*options->rate);
         timecode->setEnabled(true);
@@ -182,6 +200,8 @@ int serve(const Args& args) {
     ready["feedback"] = osc.wantsFeedback() ? osc.feedbackHost() + ":" + std::to_string(osc.feedbackPort()) : "";
     ready["oscTrigger"] = osc.wantsTriggerOutput() ? osc.triggerHost() + ":" + std::to_string(osc.triggerPort()) : "";
     ready["timecode"] = timecode->enabled() ? std::string(timecode::rawValue(timecode->rate())) : "";
+    ready["remoteURL"] = web.isListening() ? "http://127.0.0.1:" + std::to_string(web.boundPort()) + "/#pin=" + web.pin() : "";
+    if (web.problem()) events->error(*web.problem());
     events->announceReady(ready);
 
     stop = [&] {
