@@ -140,7 +140,7 @@ void OstinelApp::wireMidi() {
     workspace_.midiOutput = midiOutput_.get();
 
     remote_ = std::make_unique<RemoteControl>(*midi_, loop_, preferences_, state_, engine_, view_.controller(),
-                                              paths_.oscLogFile, webRemotePage(), OSTINEL_VERSION);
+                                              paths_.oscLogFile, webRemotePage().toStdString(), OSTINEL_VERSION);
     cues_.numbers = remote_->numberKeys();
     cues_.learnAction = [this](MidiAction action) { return remote_->learnAction(action); };
     oscSettings_ = std::make_unique<OscControllerModel>(remote_->osc());

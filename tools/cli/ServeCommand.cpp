@@ -154,7 +154,7 @@ int serve(const Args& args) {
     timecode->attach(engine);
     MidiOutputController triggers(*midi, loop, preferences);
     engine.onMidiTrigger = [&](const MidiTrigger& trigger) { triggers.send(trigger); };
-    RemoteControl remote(*midi, loop, preferences, state, engine, waveform, paths.oscLogFile, webRemotePage(),
+    RemoteControl remote(*midi, loop, preferences, state, engine, waveform, paths.oscLogFile, webRemotePage().toStdString(),
                          OSTINEL_VERSION);
     WebRemoteController& web = remote.web();
     OSCController& osc = remote.osc();
