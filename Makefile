@@ -55,6 +55,7 @@ fuzz: fuzz-build
 
 bench: release
 	@for b in build/release/bench/bench_*; do echo "== $$b"; $$b; done
+	@echo "== bench/remote_load.py" && /usr/bin/python3 bench/remote_load.py build/release/tools/ostinel-cli 60
 
 clean:
 	rm -rf build

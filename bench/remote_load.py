@@ -126,7 +126,13 @@ async def run(cli, seconds):
         for ws in clients:
             await ws.close()
 
-        sequences = [[json.dumps(m, sort_keys=True) for _, m in log] for log in logs]
+        # Compared from the first stop all of them saw: before it, each had
+        # what came while the others were still signing in.
+        def from_first_stop(log):
+            texts = [json.dumps(m, sort_keys=True) for _, m in log]
+            start = next(i for i, (_, m) in enumerate(log) if m.get("t") == "state" and not m["playing"])
+            return texts[start:]
+        sequences = [from_first_stop(log) for log in logs]
         same = all(s == sequences[0] for s in sequences)
         positions = sum(1 for _, m in logs[0] if m.get("t") == "pos")
         backwards = 0
