@@ -168,6 +168,29 @@ async function run(browser, { url, restart }) {
     check(await textOf(page, "#panic") === "Panic — tap twice", "the second tap fires and rests the button");
     check(await waitText(page, "#playState", "Stopped"), "panic stops playback");
 
+    // The list follows the cue in focus as it moves, and is otherwise left where the operator put it.
+    const rows = await page.$$eval("#cues button", (r) => r.length);
+    for (let n = await page.$eval("#cues button.current", (b) => +b.dataset.n); n < rows; n++) {
+        await page.tap("#next");
+        await page.waitForSelector(`#cues button.current[data-n="${n + 1}"]`, { timeout: wait });
+    }
+    // Polled five times a second: in view, and the smooth scroll over.
+    const settledInView = () => {
+        const list = document.querySelector("#cues"), box = list.getBoundingClientRect();
+        const row = document.querySelector("#cues button.current").getBoundingClientRect();
+        const still = list.scrollTop === window.lastListTop;
+        window.lastListTop = list.scrollTop;
+        return still && row.top >= box.top - 1 && row.bottom <= box.bottom + 1;
+    };
+    check(await page.waitForFunction(settledInView, { timeout: wait, polling: 200 }).then(() => true, () => false),
+        "the last cue, reached by Next, is scrolled into view");
+    await page.$eval("#cues", (l) => l.scrollTo(0, 0));
+    await page.tap("#go");
+    check(await waitText(page, "#playState", "▶ Playing"), "GO plays the last cue");
+    check(await page.$eval("#cues", (l) => l.scrollTop) === 0, "a list moved by hand stays put while the cue does");
+    await page.tap("#stop");
+    check(await waitText(page, "#playState", "Stopped"), "Stop stops");
+
     // A server that goes away is shown, and found again by itself, signed in with the kept PIN.
     if (restart) {
         const back = restart();
