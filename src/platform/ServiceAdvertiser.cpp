@@ -146,14 +146,28 @@ struct ServiceAdvertiser::Engine {
         }
     }
 
-    // The daemon went away: start over, waiting for it to come back.
+    // The daemon went away: start over, waiting for it to come back. Any
+    // other failure is for good; trying again would only spin. The client
+    // is freed from a timeout of its own, not inside its own callback.
     void lost(int error) {
         unavailable(avahi_strerror(error));
-        avahi_client_free(client);
-        client = nullptr;
         group = nullptr;
         applied = {};
-        connect();
+        timeval now{};
+        api->timeout_new(api, avahi_elapse_time(&now, 0, 0),
+                         error == AVAHI_ERR_DISCONNECTED ? &Engine::reconnect : &Engine::release, this);
+    }
+
+    static void release(AvahiTimeout* timeout, void* self) {
+        auto* engine = static_cast<Engine*>(self);
+        engine->api->timeout_free(timeout);
+        avahi_client_free(engine->client);
+        engine->client = nullptr;
+    }
+
+    static void reconnect(AvahiTimeout* timeout, void* self) {
+        release(timeout, self);
+        static_cast<Engine*>(self)->connect();
     }
 
     static void groupChanged(AvahiEntryGroup*, AvahiEntryGroupState state, void* self) {
