@@ -77,7 +77,7 @@ std::vector<RemoteAddress> remoteAddresses() {
         for (const QNetworkAddressEntry& entry : interface.addressEntries()) {
             const QHostAddress ip = entry.ip();
             if (ip.protocol() != QAbstractSocket::IPv4Protocol || ip.isLoopback() || ip.isNull() ||
-                ip.isMulticast() || ip.isBroadcast())
+                ip == QHostAddress(QHostAddress::AnyIPv4) || ip.isMulticast() || ip.isBroadcast())
                 continue;
             found.push_back(RemoteAddress::classified(ip.toString().toStdString(),
                                                       interface.name().toStdString(), "/sys/class/net"));

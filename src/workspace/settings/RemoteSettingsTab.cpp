@@ -178,9 +178,15 @@ void RemoteSettingsTab::showSignIn(bool enabled, const std::string& host, int po
     shownURL_ = url;
     // Whole modules rarely fill qrSize exactly; the label takes the code's
     // own size, so the code starts where the other fields do.
-    const QPixmap code = url.empty() ? QPixmap() : QPixmap::fromImage(remoteQrCode(url, qrSize));
+    // Drawn in device pixels, so a high-density screen shows sharp modules.
+    const qreal ratio = qr_->devicePixelRatioF();
+    QPixmap code;
+    if (!url.empty()) {
+        code = QPixmap::fromImage(remoteQrCode(url, qRound(qrSize * ratio)));
+        code.setDevicePixelRatio(ratio);
+    }
     qr_->setPixmap(code);
-    qr_->setFixedSize(code.size());
+    qr_->setFixedSize(code.deviceIndependentSize().toSize());
     url_->setText(QString::fromStdString(url.substr(0, url.find('#'))));
 }
 

@@ -146,8 +146,9 @@ TEST_F(RemoteSettingsTabTest, TheQrCodeSignsIntoTheFirstAddressWhileTheRemoteIsO
     tab->enabledBox()->click();
     const QPixmap first = tab->qrLabel()->pixmap();
     ASSERT_FALSE(first.isNull());
-    EXPECT_LE(first.width(), RemoteSettingsTab::qrSize);
-    EXPECT_GE(first.width(), RemoteSettingsTab::qrSize * 3 / 4);
+    const int width = int(first.deviceIndependentSize().width());
+    EXPECT_LE(width, RemoteSettingsTab::qrSize);
+    EXPECT_GE(width, RemoteSettingsTab::qrSize * 3 / 4);
 
     // A new PIN is a new code.
     tab->newPinButton()->click();
