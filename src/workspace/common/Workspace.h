@@ -13,6 +13,7 @@ class OscSettingsModel;
 class PlaybackEngine;
 class TimecodeController;
 class Preferences;
+class RemoteSettingsModel;
 class WaveformStore;
 class WaveformViewState;
 struct CueContext;
@@ -35,6 +36,7 @@ struct Workspace {
     MidiController* midiInput = nullptr;
     NumberMapController* numbers = nullptr;
     OscSettingsModel* osc = nullptr;
+    RemoteSettingsModel* remote = nullptr;
 };
 
 } // namespace ostinel

@@ -9,6 +9,7 @@
 #include "workspace/settings/GeneralSettingsTab.h"
 #include "workspace/settings/MidiSettingsTab.h"
 #include "workspace/settings/OscSettingsTab.h"
+#include "workspace/settings/RemoteSettingsTab.h"
 
 namespace ostinel {
 
@@ -32,6 +33,9 @@ SettingsWindow::SettingsWindow(Workspace& workspace, QWidget* parent)
     tabs_->addTab(audio_, "Audio");
     tabs_->addTab(midi_, "MIDI");
     tabs_->addTab(osc_, "OSC");
+    remote_ = new RemoteSettingsTab(workspace);
+    // Without a web remote there is nothing to set.
+    tabs_->setTabVisible(tabs_->addTab(remote_, "Remote"), workspace.remote != nullptr);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 8, 0, 0);
@@ -46,7 +50,7 @@ SettingsWindow::SettingsWindow(Workspace& workspace, QWidget* parent)
 void SettingsWindow::showTab(const QString& name) {
     int index = 0;
     for (int i = 0; i < tabs_->count(); ++i)
-        if (tabs_->tabText(i) == name) index = i;
+        if (tabs_->tabText(i) == name && tabs_->isTabVisible(i)) index = i;
     tabs_->setCurrentIndex(index);
     workspace_.preferences.setValue(tabKey, tabs_->tabText(index).toStdString());
 }
