@@ -14,6 +14,7 @@
 #include "control/RemoteControl.h"
 #include "control/WebRemotePage.h"
 #include "workspace/settings/OscControllerModel.h"
+#include "workspace/settings/WebRemoteSettings.h"
 #include "platform/LoopbackMidiSystem.h"
 #include "platform/MidiSystem.h"
 #include "platform/OfflineAudioSystem.h"
@@ -76,6 +77,7 @@ OstinelApp::~OstinelApp() {
     instanceServer_.reset();
     window_.reset();
     oscSettings_.reset();
+    remoteSettings_.reset();
     remote_.reset();
     engine_.stop();
     // Cache files still being written are finished rather than cut short.
@@ -147,6 +149,8 @@ void OstinelApp::wireMidi() {
     workspace_.midiInput = &remote_->midi();
     workspace_.numbers = &remote_->numbers();
     workspace_.osc = oscSettings_.get();
+    remoteSettings_ = std::make_unique<WebRemoteSettings>(remote_->web());
+    workspace_.remote = remoteSettings_.get();
 }
 
 void OstinelApp::pruneAnalysisCache() {

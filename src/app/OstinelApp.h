@@ -31,6 +31,7 @@ class TimecodeController;
 class OfflinePacer;
 class RemoteControl;
 class OscControllerModel;
+class WebRemoteSettings;
 class Preferences;
 class QtDialogs;
 class QtMainLoop;
@@ -123,6 +124,7 @@ private:
     std::unique_ptr<MidiOutputController> midiOutput_;
     std::unique_ptr<RemoteControl> remote_;
     std::unique_ptr<OscControllerModel> oscSettings_;
+    std::unique_ptr<WebRemoteSettings> remoteSettings_;
 
     ShowModeKeys::TransportConnections transport_;
     std::optional<MainLoop::TimerId> resyncTimer_;

@@ -1,5 +1,6 @@
 #include "control/RemoteControl.h"
 
+#include "control/RemoteAdvertisement.h"
 #include "document/AppState.h"
 #include "playback/PlaybackEngine.h"
 
@@ -20,7 +21,8 @@ RemoteControl::RemoteControl(MidiSystem& midi, MainLoop& loop, Preferences& pref
                              PlaybackEngine& engine, CueWaveform& waveform, const std::string& oscLogPath,
                              std::string remotePage, std::string appVersion)
     : state_(state), engine_(engine), waveform_(waveform), midi_(midi, loop, preferences),
-      osc_(loop, preferences, oscLogPath), web_(loop, preferences, std::move(remotePage), std::move(appVersion)) {
+      osc_(loop, preferences, oscLogPath), web_(loop, preferences, std::move(remotePage), appVersion),
+      appVersion_(std::move(appVersion)), advertiser_(RemoteAdvertisement::serviceType) {
     auto perform = [this](MidiAction action) { ShowModeKeys::perform(action, state_, engine_, waveform_); };
     auto restart = [this](const Uuid& id) { ShowModeKeys::goToTrack(id, state_, engine_, true); };
     midi_.actionHandler = perform;
@@ -50,6 +52,11 @@ RemoteControl::RemoteControl(MidiSystem& midi, MainLoop& loop, Preferences& pref
         if (auto id = trackAt(state_, index)) ShowModeKeys::pickCue(*id, state_, engine_);
     };
 
+    QObject::connect(&web_, &WebRemoteController::statusChanged, [this] { advertise(); });
+    web_.onShowNameChanged = [this](const std::string& show) {
+        if (advertised_) advertiser_.update(RemoteAdvertisement::txt(appVersion_, show));
+    };
+
     midi_.onTrackMappingsChanged = [this](const auto& map) { state_.setMidiTrackMappings(map); };
     numbers_.onMappingsChanged = [this](const auto& map) { state_.setNumberMappings(map); };
     osc_.onTriggerRouteChanged = [this](const std::string& host, std::int64_t port) {
@@ -70,6 +77,15 @@ bool RemoteControl::learnAction(MidiAction action) {
     if (!midi_.mapMode() && !midi_.learning() && !midi_.learningTrack()) return false;
     midi_.beginLearning(action);
     return true;
+}
+
+void RemoteControl::advertise() {
+    if (web_.isListening() == advertised_) return;
+    advertised_ = web_.isListening();
+    if (advertised_)
+        advertiser_.publish(web_.boundPort(), RemoteAdvertisement::txt(appVersion_, state_.show().name));
+    else
+        advertiser_.withdraw();
 }
 
 void RemoteControl::start() {

@@ -7,6 +7,7 @@
 #include "control/NumberMapController.h"
 #include "control/OSCController.h"
 #include "control/WebRemoteController.h"
+#include "platform/ServiceAdvertiser.h"
 #include "playback/ShowModeKeys.h"
 
 namespace ostinel {
@@ -48,6 +49,9 @@ public:
     void showReplaced(const Show& show);
 
 private:
+    // The web remote is announced while it listens, under the show's name.
+    void advertise();
+
     AppState& state_;
     PlaybackEngine& engine_;
     CueWaveform& waveform_;
@@ -55,6 +59,9 @@ private:
     NumberMapController numbers_;
     OSCController osc_;
     WebRemoteController web_;
+    std::string appVersion_;
+    ServiceAdvertiser advertiser_;
+    bool advertised_ = false;
 };
 
 } // namespace ostinel

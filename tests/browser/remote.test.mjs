@@ -61,7 +61,9 @@ function startServer(command, args, env) {
             try { event = JSON.parse(line); } catch { return; }
             if (event.event === "ready") {
                 clearTimeout(timer);
-                event.remoteURL ? resolve(event.remoteURL) : reject(new Error("ready without remoteURL: " + line));
+                // This machine's own address keeps the test off the network.
+                const url = event.remoteLocalURL || event.remoteURL;
+                url ? resolve(url) : reject(new Error("ready without remoteURL: " + line));
             }
         });
     });

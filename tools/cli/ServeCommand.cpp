@@ -19,7 +19,9 @@
 #include "ServeEvents.h"
 #include "StopSignals.h"
 #include "control/MidiOutputController.h"
+#include "control/RemoteAddress.h"
 #include "control/RemoteControl.h"
+#include "control/RemoteQrCode.h"
 #include "control/WebRemotePage.h"
 #include "document/AppState.h"
 #include "platform/AppPaths.h"
@@ -200,7 +202,11 @@ int serve(const Args& args) {
     ready["feedback"] = osc.wantsFeedback() ? osc.feedbackHost() + ":" + std::to_string(osc.feedbackPort()) : "";
     ready["oscTrigger"] = osc.wantsTriggerOutput() ? osc.triggerHost() + ":" + std::to_string(osc.triggerPort()) : "";
     ready["timecode"] = timecode->enabled() ? std::string(timecode::rawValue(timecode->rate())) : "";
-    ready["remoteURL"] = web.isListening() ? "http://127.0.0.1:" + std::to_string(web.boundPort()) + "/#pin=" + web.pin() : "";
+    // The address a phone most likely reaches, and this machine's own.
+    const auto addresses = remoteAddresses();
+    const std::string host = addresses.empty() ? "127.0.0.1" : addresses.front().host;
+    ready["remoteURL"] = web.isListening() ? remoteSignInURL(host, web.boundPort(), web.pin()) : "";
+    ready["remoteLocalURL"] = web.isListening() ? remoteSignInURL("127.0.0.1", web.boundPort(), web.pin()) : "";
     if (web.problem()) events->error(*web.problem());
     events->announceReady(ready);
 
