@@ -41,7 +41,7 @@ test: asan tsan fuzz-build
 	@cd build/tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/tsan.supp \
 	  QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 600 -L 'playback|timecode|control'
 	@cd build/tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/tsan.supp \
-	  ctest --output-on-failure --timeout 600 -R 'MidiInputRelay|LoopbackMidi'
+	  ctest --output-on-failure --timeout 600 -R 'MidiInputRelay|LoopbackMidi|ServiceAdvertiser'
 
 # libFuzzer targets, clang with ASan and UBSan, on the pure core only.
 fuzz-build: deps
