@@ -47,7 +47,7 @@ bool RemoteGate::originAllowed(const std::string& origin, const std::string& hos
     }
     if (name.empty() || name == "[]") return false;
     std::string expected(name);
-    if (!port.empty()) expected += ":" + std::string(port);
+    if (!port.empty()) expected.append(1, ':').append(port);
     auto lower = [](std::string text) {
         std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return char(std::tolower(c)); });
         return text;
