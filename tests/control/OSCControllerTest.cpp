@@ -18,6 +18,7 @@
 #include "platform/OfflineAudioSystem.h"
 #include "platform/UdpSocket.h"
 #include "playback/PlaybackEngine.h"
+#include "NetworkRig.h"
 #include "support/QtTestApp.h"
 #include "support/ScriptedDialogs.h"
 #include "support/TempDir.h"
@@ -46,15 +47,8 @@ struct Receiver {
 // A port nobody listens on, for now.
 int unusedPort() { return Receiver().port(); }
 
-class OSCControllerTest : public ::testing::Test {
+class OSCControllerTest : public ::testing::Test, protected test::NetworkRig {
 protected:
-    test::TempDir dir;
-    ManualMainLoop loop;
-    MemoryPreferences preferences;
-    test::ScriptedDialogs dialogs;
-    OfflineAudioSystem audio{48000.0, 480};
-    PlaybackEngine engine{loop, preferences, audio};
-    AppState state{loop, preferences, dialogs, AppPaths::under(dir.file("app"))};
     std::unique_ptr<OSCController> osc;
     std::vector<std::string> fired;
 
@@ -65,16 +59,7 @@ protected:
         osc->goIndexHandler = [this](std::int64_t i) { fired.push_back("go " + std::to_string(i)); };
         osc->modeHandler = [this](const std::string& m) { fired.push_back("mode " + m); };
     }
-    // Sockets and posted work in real time, timers in virtual time.
-    bool pump(const std::function<bool()>& done, double seconds = 10.0) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-        for (;;) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-            loop.runPosted();
-            if (done()) return true;
-            if (std::chrono::steady_clock::now() > deadline) return false;
-        }
-    }
+    bool pump(const std::function<bool()>& done, double seconds = 10.0) { return test::pump(loop, done, seconds); }
     void settle() { pump([] { return false; }, 0.2); }
     std::string log() {
         osc->diagnostics().flush();

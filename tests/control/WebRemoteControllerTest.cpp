@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "NetworkRig.h"
 #include "control/WebRemoteController.h"
 #include "control/WebSocketCodec.h"
 #include "document/AppState.h"
@@ -34,16 +35,7 @@ int freeTcpPort() {
     return probe.serverPort();
 }
 
-// Sockets in real time, the main loop's timers in virtual time.
-bool pump(ManualMainLoop& loop, const std::function<bool()>& done, double seconds = 10.0) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    for (;;) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        loop.runPosted();
-        if (done()) return true;
-        if (std::chrono::steady_clock::now() > deadline) return false;
-    }
-}
+using test::pump;
 
 // A browser's side of the conversation, written from the protocol.
 class Client {
@@ -131,15 +123,8 @@ public:
     }
 };
 
-class WebRemoteTest : public ::testing::Test {
+class WebRemoteTest : public ::testing::Test, protected test::NetworkRig {
 protected:
-    test::TempDir dir;
-    ManualMainLoop loop;
-    MemoryPreferences preferences;
-    test::ScriptedDialogs dialogs;
-    OfflineAudioSystem audio{48000.0, 480};
-    PlaybackEngine engine{loop, preferences, audio};
-    AppState state{loop, preferences, dialogs, AppPaths::under(dir.file("app"))};
     std::unique_ptr<WebRemoteController> remote;
     std::vector<std::string> fired;
     int port = freeTcpPort();
