@@ -153,6 +153,7 @@ protected:
         EXPECT_TRUE(client->upgrade());
         client->send({{"t", "auth"}, {"pin", "4711"}});
         EXPECT_EQ(client->next("auth").value("ok", false), true);
+        EXPECT_FALSE(client->next("state").is_null()) << "the state as it stands follows the sign-in";
         return client;
     }
 };
@@ -187,6 +188,19 @@ TEST_F(WebRemoteTest, SignInGetsReplyStateAndPositionInOrderThenCommandsWork) {
     state.setShow(state.show()); // published again, nothing visible changed
     state.setMode(AppMode::edit);
     EXPECT_TRUE(client.next("state", 0.5).is_null()) << "an unchanged state is not sent again";
+}
+
+TEST_F(WebRemoteTest, RenamingTheShowRepublishesWithoutDroppingAnyone) {
+    std::vector<std::string> announced;
+    remote->onShowNameChanged = [&](const std::string& name) { announced.push_back(name); };
+    auto client = signedIn();
+    Show show = state.show();
+    show.name = "Gala, second night";
+    state.setShow(show);
+    EXPECT_EQ(client->next("state")["show"], "Gala, second night");
+    EXPECT_EQ(announced.back(), "Gala, second night");
+    EXPECT_FALSE(client->closed());
+    EXPECT_EQ(remote->clientCount(), 1);
 }
 
 TEST_F(WebRemoteTest, WrongPinsLockOutAndTimeReleases) {
