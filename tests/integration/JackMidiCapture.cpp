@@ -1,5 +1,7 @@
 #include "JackMidiCapture.h"
 
+#include "JackServer.h"
+
 #include <jack/jack.h>
 #include <jack/midiport.h>
 
@@ -11,18 +13,12 @@
 namespace ostinel::test {
 
 JackMidiCapture::JackMidiCapture(const std::string& clientName, std::size_t capacity) : raw_(capacity) {
-    jack_status_t status{};
-    client_ =
-        jack_client_open(clientName.c_str(), JackOptions(JackNoStartServer | JackUseExactName), &status);
-    if (!client_)
-        throw std::runtime_error("JACK client " + clientName + " could not open (status " +
-                                 std::to_string(int(status)) + ")");
+    client_ = openTestClient(clientName);
     port_ = jack_port_register(client_, "in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
     if (!port_) throw std::runtime_error("JACK MIDI port could not register");
     jack_set_process_callback(client_, &JackMidiCapture::process, this);
     jack_set_xrun_callback(client_, &JackMidiCapture::overran, this);
-    if (jack_activate(client_) != 0)
-        throw std::runtime_error("JACK client " + clientName + " could not start");
+    activateTestClient(client_, clientName);
 }
 
 JackMidiCapture::~JackMidiCapture() {

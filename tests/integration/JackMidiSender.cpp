@@ -1,5 +1,7 @@
 #include "JackMidiSender.h"
 
+#include "JackServer.h"
+
 #include <jack/jack.h>
 #include <jack/midiport.h>
 
@@ -9,15 +11,9 @@
 namespace ostinel::test {
 
 JackMidiSender::JackMidiSender(const std::string& clientName) {
-    jack_status_t status{};
-    client_ =
-        jack_client_open(clientName.c_str(), JackOptions(JackNoStartServer | JackUseExactName), &status);
-    if (!client_)
-        throw std::runtime_error("JACK client " + clientName + " could not open (status " +
-                                 std::to_string(int(status)) + ")");
+    client_ = openTestClient(clientName);
     jack_set_process_callback(client_, &JackMidiSender::process, this);
-    if (jack_activate(client_) != 0)
-        throw std::runtime_error("JACK client " + clientName + " could not start");
+    activateTestClient(client_, clientName);
 }
 
 JackMidiSender::~JackMidiSender() {

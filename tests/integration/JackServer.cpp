@@ -130,12 +130,22 @@ pid_t JackServer::spawn() const {
     _exit(127);
 }
 
-JackRecorder::JackRecorder(const std::string& clientName, int ports, bool asDevice, std::int64_t capacityFrames) {
+jack_client_t* openTestClient(const std::string& clientName) {
     jack_status_t status{};
-    client_ = jack_client_open(clientName.c_str(), JackOptions(JackNoStartServer | JackUseExactName), &status);
-    if (!client_)
+    jack_client_t* client =
+        jack_client_open(clientName.c_str(), JackOptions(JackNoStartServer | JackUseExactName), &status);
+    if (!client)
         throw std::runtime_error("JACK client " + clientName + " could not open (status " + std::to_string(int(status)) +
                                  ")");
+    return client;
+}
+
+void activateTestClient(jack_client_t* client, const std::string& clientName) {
+    if (jack_activate(client) != 0) throw std::runtime_error("JACK client " + clientName + " could not start");
+}
+
+JackRecorder::JackRecorder(const std::string& clientName, int ports, bool asDevice, std::int64_t capacityFrames) {
+    client_ = openTestClient(clientName);
     const unsigned long flags = JackPortIsInput | (asDevice ? JackPortIsPhysical | JackPortIsTerminal : 0);
     for (int i = 0; i < ports; ++i) {
         const std::string name = "playback_" + std::to_string(i + 1);
@@ -145,7 +155,7 @@ JackRecorder::JackRecorder(const std::string& clientName, int ports, bool asDevi
     }
     jack_set_process_callback(client_, &JackRecorder::process, this);
     jack_set_xrun_callback(client_, &JackRecorder::overran, this);
-    if (jack_activate(client_) != 0) throw std::runtime_error("JACK client " + clientName + " could not start");
+    activateTestClient(client_, clientName);
 }
 
 JackRecorder::~JackRecorder() {

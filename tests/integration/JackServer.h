@@ -21,6 +21,12 @@ namespace ostinel::test {
 // One at a time on the machine: the JACK library keeps a registry of servers
 // and a metadata database shared by every process, and test programs run in
 // parallel crash it (a bus error in its database) or fill it.
+// A client of the test's server under exactly this name; throws when the
+// server refuses it.
+jack_client_t* openTestClient(const std::string& clientName);
+// Starts its callbacks; throws when the server refuses.
+void activateTestClient(jack_client_t* client, const std::string& clientName);
+
 class JackServer {
 public:
     JackServer();
