@@ -106,14 +106,16 @@ TEST(LoudnessAnalyzer, AgreesWithTheReferenceOnRandomMaterialAtEveryRate) {
             EXPECT_NEAR(ours->lufs, ref.lufs, 0.05) << rate << " Hz, " << channelCount;
             EXPECT_EQ(ours->peakDb, ref.peakDb) << rate << " Hz, " << channelCount;
             EXPECT_GE(ours->truePeakDb, ours->peakDb);
-            EXPECT_NEAR(ours->truePeakDb, ref.truePeakDb, 0.5) << rate << " Hz, " << channelCount;
+            // Both interpolators are short; on noise they part by up to 0.25 dB.
+            EXPECT_NEAR(ours->truePeakDb, ref.truePeakDb, 0.3) << rate << " Hz, " << channelCount;
         }
     }
 }
 
 // A sine at a quarter of the rate with a 45 degree phase has every sample
 // at 1/sqrt(2) of its crest: 3.01 dB of true peak between the samples. The
-// 12-tap interpolator reads that crest 0.2 dB low (measured: -0.09 dB).
+// 12-tap interpolator overshoots that crest a little (measured: +0.072 dB,
+// 0.032 dB above libebur128's reading); 0.1 dB is what we allow.
 TEST(LoudnessAnalyzer, FindsThePeakBetweenTheSamples) {
     for (double rate : {44100.0, 48000.0}) {
         Channels channels(2);
@@ -121,8 +123,8 @@ TEST(LoudnessAnalyzer, FindsThePeakBetweenTheSamples) {
         const auto ours = LoudnessAnalyzer::analyze(channels, rate);
         ASSERT_TRUE(ours);
         EXPECT_NEAR(ours->peakDb, -6 - 10 * std::log10(2.0), 1e-4);
-        EXPECT_NEAR(ours->truePeakDb, -6, 0.2);
-        EXPECT_NEAR(ours->truePeakDb, reference(channels, unsigned(rate)).truePeakDb, 0.2);
+        EXPECT_NEAR(ours->truePeakDb, -6, 0.1);
+        EXPECT_NEAR(ours->truePeakDb, reference(channels, unsigned(rate)).truePeakDb, 0.1);
     }
 }
 
