@@ -26,7 +26,8 @@ struct Signal {
         for (std::size_t i = 0; i < frames; ++i) {
             if (i % (rate / 2) == 0) gain = float(std::pow(10.0, level(random) / 20));
             for (std::size_t c = 0; c < 2; ++c) {
-                const float x = gain * (0.5f * float(std::sin(double(i) * (0.05 + 0.01 * double(c)))) + noise(random));
+                const float x =
+                    gain * (0.5f * float(std::sin(double(i) * (0.05 + 0.01 * double(c)))) + noise(random));
                 planar[c][i] = x;
                 interleaved[2 * i + c] = x;
             }

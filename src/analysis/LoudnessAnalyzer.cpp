@@ -14,13 +14,19 @@ namespace {
 
 constexpr double surroundWeight = 1.4125375446227544; // +1.5 dB from the fourth channel on
 
-double loudnessOf(double power) { return -0.691 + 10 * std::log10(power); }
+double loudnessOf(double power) {
+    return -0.691 + 10 * std::log10(power);
+}
 
-std::int64_t roundedFrames(double frames) { return std::int64_t(std::llround(frames)); }
+std::int64_t roundedFrames(double frames) {
+    return std::int64_t(std::llround(frames));
+}
 
 // Coefficients are kept at single precision, as the meter has always used
 // them; only the recursion runs in double.
-double single(double value) { return double(float(value)); }
+double single(double value) {
+    return double(float(value));
+}
 
 } // namespace
 
@@ -29,7 +35,8 @@ LoudnessAnalyzer::Biquad LoudnessAnalyzer::highShelf(double sampleRate) {
     const double q = 0.7071752369554196, vh = 1.5848647011308556, vb = 1.2587209302325617;
     const double a0 = 1 + k / q + k * k;
     return {single((vh + vb * k / q + k * k) / a0), single(2 * (k * k - vh) / a0),
-            single((vh - vb * k / q + k * k) / a0), single(2 * (k * k - 1) / a0), single((1 - k / q + k * k) / a0)};
+            single((vh - vb * k / q + k * k) / a0), single(2 * (k * k - 1) / a0),
+            single((1 - k / q + k * k) / a0)};
 }
 
 LoudnessAnalyzer::Biquad LoudnessAnalyzer::highPass(double sampleRate) {
@@ -56,7 +63,9 @@ LoudnessAnalyzer::LoudnessAnalyzer(double sampleRate, int channels)
     ring_.assign(std::size_t(segmentsPerBlock_), 0);
 
     channels_.resize(std::size_t(channelCount_));
-    for (auto& channel : channels_) channel.window.assign(std::size_t(before + after + chunk + after), 0.0f);
+    for (auto& channel : channels_)
+        channel.window.assign(std::size_t(before + after + chunk + after), 0.0f);
+    offsets_.resize(std::size_t(channelCount_));
     clean_.resize(chunk);
     power_.resize(chunk);
 
@@ -87,15 +96,9 @@ void LoudnessAnalyzer::add(const float* const* channels, std::int64_t frames) {
     if (rate_ <= 0 || channelCount_ == 0) return;
     for (std::int64_t at = 0; at < frames; at += chunk) {
         const std::int64_t count = std::min(chunk, frames - at);
-        std::array<const float*, 8> inline_{};
-        std::vector<const float*> many;
-        const float** pointers = inline_.data();
-        if (channelCount_ > int(inline_.size())) {
-            many.resize(std::size_t(channelCount_));
-            pointers = many.data();
-        }
-        for (int c = 0; c < channelCount_; ++c) pointers[c] = channels[c] + at;
-        addChunk(pointers, count);
+        for (int c = 0; c < channelCount_; ++c)
+            offsets_[std::size_t(c)] = channels[c] + at;
+        addChunk(offsets_.data(), count);
     }
 }
 
@@ -157,7 +160,8 @@ void LoudnessAnalyzer::scanTruePeak(Channel& channel) {
             float best = 0;
             for (const auto& phase : phases_) {
                 float sum = 0;
-                for (int k = 0; k < taps; ++k) sum += phase[std::size_t(k)] * window[i - before + k];
+                for (int k = 0; k < taps; ++k)
+                    sum += phase[std::size_t(k)] * window[i - before + k];
                 best = std::max(best, std::abs(sum));
             }
             if (best > channel.peak) keepCandidate(channel, {level, best});
@@ -182,7 +186,8 @@ void LoudnessAnalyzer::addPower(std::int64_t frames) {
         const std::int64_t take = std::min(frames - n, segment_ - segmentFill_);
         // One running sum, so the result does not depend on how the input was chunked.
         double sum = segmentSum_;
-        for (std::int64_t i = 0; i < take; ++i) sum += power_[std::size_t(n + i)];
+        for (std::int64_t i = 0; i < take; ++i)
+            sum += power_[std::size_t(n + i)];
         segmentSum_ = sum;
         segmentFill_ += take;
         n += take;
@@ -191,7 +196,8 @@ void LoudnessAnalyzer::addPower(std::int64_t frames) {
         ++segmentsDone_;
         segmentSum_ = 0;
         segmentFill_ = 0;
-        if (segmentsDone_ >= segmentsPerBlock_ && (segmentsDone_ - segmentsPerBlock_) % segmentsPerHop_ == 0) {
+        if (segmentsDone_ >= segmentsPerBlock_ &&
+            (segmentsDone_ - segmentsPerBlock_) % segmentsPerHop_ == 0) {
             const double blockSum = std::accumulate(ring_.begin(), ring_.end(), 0.0);
             blocks_.push_back(blockSum / double(block_));
         }
@@ -244,7 +250,8 @@ std::optional<LoudnessMeasurement> LoudnessAnalyzer::analyze(const std::vector<s
     for (const auto& channel : channels)
         if (channel.size() < frames) return std::nullopt;
     std::vector<const float*> pointers;
-    for (const auto& channel : channels) pointers.push_back(channel.data());
+    for (const auto& channel : channels)
+        pointers.push_back(channel.data());
     LoudnessAnalyzer analyzer(sampleRate, int(channels.size()));
     analyzer.add(pointers.data(), std::int64_t(frames));
     return analyzer.finish();
@@ -262,9 +269,11 @@ Expected<std::optional<LoudnessMeasurement>> LoudnessAnalyzer::measure(const std
     LoudnessAnalyzer analyzer(file.sampleRate(), channelCount);
     analyzer.blocks_.reserve(std::size_t(frames / analyzer.hop_ + 1));
     constexpr std::int64_t readSize = 1 << 16;
-    std::vector<std::vector<float>> storage(static_cast<std::size_t>(channelCount), std::vector<float>(readSize));
+    std::vector<std::vector<float>> storage(static_cast<std::size_t>(channelCount),
+                                            std::vector<float>(readSize));
     std::vector<float*> pointers;
-    for (auto& s : storage) pointers.push_back(s.data());
+    for (auto& s : storage)
+        pointers.push_back(s.data());
     for (std::int64_t at = 0; at < frames;) {
         auto got = file.read(at, std::min(readSize, frames - at), pointers.data());
         if (!got) return Error{"Cannot measure loudness of " + name + ": " + got.error().message};

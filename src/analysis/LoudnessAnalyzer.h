@@ -17,7 +17,7 @@ namespace ostinel {
 // Non-finite samples count as silence: one bad sample must not turn the
 // whole file into NaN.
 class LoudnessAnalyzer {
-public:
+  public:
     LoudnessAnalyzer(double sampleRate, int channels);
 
     void add(const float* const* channels, std::int64_t frames);
@@ -35,7 +35,7 @@ public:
     static Biquad highShelf(double sampleRate);
     static Biquad highPass(double sampleRate);
 
-private:
+  private:
     static constexpr int taps = 12;
     static constexpr int before = 5; // taps before the centre sample
     static constexpr int after = 6;
@@ -66,6 +66,7 @@ private:
     std::int64_t block_ = 1, hop_ = 1, segment_ = 1;
     std::int64_t segmentsPerBlock_ = 1, segmentsPerHop_ = 1;
     std::vector<Channel> channels_;
+    std::vector<const float*> offsets_; // the caller's channels at the chunk being added
     std::vector<float> clean_;  // one channel's chunk with non-finite samples zeroed
     std::vector<double> power_; // weighted squares summed over channels, per frame of a chunk
     std::vector<double> ring_;  // the last block's segment sums

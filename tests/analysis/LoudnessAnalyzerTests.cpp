@@ -23,14 +23,19 @@ struct Reference {
 // surround channels to it too (+1.5 dB), LFE included.
 Reference reference(const Channels& channels, unsigned rate) {
     const auto count = unsigned(channels.size());
-    ebur128_state* st = ebur128_init(count, rate, EBUR128_MODE_I | EBUR128_MODE_SAMPLE_PEAK | EBUR128_MODE_TRUE_PEAK);
+    ebur128_state* st =
+        ebur128_init(count, rate, EBUR128_MODE_I | EBUR128_MODE_SAMPLE_PEAK | EBUR128_MODE_TRUE_PEAK);
     for (unsigned c = 0; c < count; ++c)
-        ebur128_set_channel(st, c, c == 0 ? EBUR128_LEFT : c == 1 ? EBUR128_RIGHT : c == 2 ? EBUR128_CENTER
-                                                                                           : EBUR128_LEFT_SURROUND);
+        ebur128_set_channel(st, c,
+                            c == 0   ? EBUR128_LEFT
+                            : c == 1 ? EBUR128_RIGHT
+                            : c == 2 ? EBUR128_CENTER
+                                     : EBUR128_LEFT_SURROUND);
     const std::size_t frames = channels[0].size();
     std::vector<float> interleaved(frames * count);
     for (std::size_t i = 0; i < frames; ++i)
-        for (unsigned c = 0; c < count; ++c) interleaved[i * count + c] = channels[c][i];
+        for (unsigned c = 0; c < count; ++c)
+            interleaved[i * count + c] = channels[c][i];
     ebur128_add_frames_float(st, interleaved.data(), frames);
     Reference r;
     ebur128_loudness_global(st, &r.lufs);
@@ -46,18 +51,21 @@ Reference reference(const Channels& channels, unsigned rate) {
 }
 
 // Appends a sine of `seconds` at `dbfs` peak level to every channel.
-void appendSine(Channels& channels, double rate, double seconds, double dbfs, double hz = 1000, double phase = 0) {
+void appendSine(Channels& channels, double rate, double seconds, double dbfs, double hz = 1000,
+                double phase = 0) {
     const double amplitude = std::pow(10.0, dbfs / 20);
     for (auto& channel : channels) {
         const std::size_t start = channel.size(), frames = std::size_t(std::llround(seconds * rate));
         for (std::size_t i = 0; i < frames; ++i)
-            channel.push_back(float(amplitude * std::sin(2 * std::numbers::pi * hz * double(start + i) / rate + phase)));
+            channel.push_back(
+                float(amplitude * std::sin(2 * std::numbers::pi * hz * double(start + i) / rate + phase)));
     }
 }
 
 Channels sines(int channelCount, double rate, std::initializer_list<std::pair<double, double>> secondsAtDb) {
     Channels channels(static_cast<std::size_t>(channelCount));
-    for (auto [seconds, db] : secondsAtDb) appendSine(channels, rate, seconds, db);
+    for (auto [seconds, db] : secondsAtDb)
+        appendSine(channels, rate, seconds, db);
     return channels;
 }
 
@@ -77,7 +85,8 @@ TEST(LoudnessAnalyzer, MeetsTheTech3341CasesAndAgreesWithTheReference) {
     };
     for (const auto& c : cases) {
         Channels channels(2);
-        for (auto [seconds, db] : c.segments) appendSine(channels, 48000, seconds, db);
+        for (auto [seconds, db] : c.segments)
+            appendSine(channels, 48000, seconds, db);
         const auto ours = LoudnessAnalyzer::analyze(channels, 48000);
         ASSERT_TRUE(ours);
         const auto ref = reference(channels, 48000);
@@ -98,7 +107,8 @@ TEST(LoudnessAnalyzer, AgreesWithTheReferenceOnRandomMaterialAtEveryRate) {
             for (int part = 0; part < 20; ++part) {
                 const float gain = float(std::pow(10.0, level(random) / 20) * 0.2);
                 for (auto& channel : channels)
-                    for (unsigned i = 0; i < rate / 2; ++i) channel.push_back(noise(random) * gain);
+                    for (unsigned i = 0; i < rate / 2; ++i)
+                        channel.push_back(noise(random) * gain);
             }
             const auto ours = LoudnessAnalyzer::analyze(channels, rate);
             ASSERT_TRUE(ours);
@@ -137,7 +147,8 @@ TEST(LoudnessAnalyzer, GivesTheSameFiguresHoweverTheInputIsChunked) {
         LoudnessAnalyzer analyzer(44100, 3);
         const auto frames = std::int64_t(channels[0].size());
         for (std::int64_t at = 0; at < frames; at += size) {
-            const float* pointers[] = {channels[0].data() + at, channels[1].data() + at, channels[2].data() + at};
+            const float* pointers[] = {channels[0].data() + at, channels[1].data() + at,
+                                       channels[2].data() + at};
             analyzer.add(pointers, std::min(size, frames - at));
         }
         EXPECT_EQ(analyzer.finish(), whole) << size;
@@ -181,7 +192,8 @@ TEST(LoudnessAnalyzer, MeasuresAFileAsItsDecodedSamples) {
     ASSERT_TRUE(*measured);
     EXPECT_EQ(**measured, *LoudnessAnalyzer::analyze(*samples, 96000));
 
-    const auto silent = test::writeSamples(dir.file("silent.wav"), std::vector<float>(2 * 48000, 0.0f), 48000, 2);
+    const auto silent =
+        test::writeSamples(dir.file("silent.wav"), std::vector<float>(2 * 48000, 0.0f), 48000, 2);
     const auto nothing = LoudnessAnalyzer::measure(silent);
     ASSERT_TRUE(nothing);
     EXPECT_FALSE(*nothing);
