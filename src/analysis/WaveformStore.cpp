@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "analysis/AnalysisDiskCache.h"
+#include "analysis/SpectralBands.h"
 #include "analysis/WaveformPeaks.h"
 #include "platform/MainLoop.h"
 
@@ -133,6 +134,46 @@ void WaveformStore::finishPeaks(const FileUrl& url, std::optional<std::vector<fl
         failedPeaks_.insert(url);
     activity_.complete(BackgroundActivity::Kind::waveforms, 1);
     if (!peaks) emit peaksFailed(url);
+}
+
+void WaveformStore::ensureBands(const FileUrl& url) {
+    if (entry(url).bands() || bandsInFlight_.count(url) || failedBands_.count(url)) return;
+    bandsInFlight_.insert(url);
+
+    std::weak_ptr<Mailbox> alive = mailbox_;
+    auto publish = [this, alive, url](std::optional<WaveformEntry::Bands> bands) {
+        const auto box = alive.lock();
+        if (!box) return;
+        const std::lock_guard lock(box->mutex);
+        if (!box->loop) return;
+        box->loop->post([this, alive, url, bands = std::move(bands)]() mutable {
+            if (const auto open = alive.lock(); open && open->loop) finishBands(url, std::move(bands));
+        });
+    };
+    background_([alive, publish, url, dir = cacheDirectory_]() {
+        if (alive.expired()) return;
+        auto cached = AnalysisDiskCache::bands(url.path(), dir);
+        if (cached.value) {
+            publish(std::move(cached.value));
+            return;
+        }
+        if (alive.expired()) return;
+        auto bands = computeBands(url.path());
+        if (bands.empty()) {
+            publish(std::nullopt);
+            return;
+        }
+        publish(bands);
+        if (cached.fingerprint) AnalysisDiskCache::storeBands(bands, url.path(), *cached.fingerprint, dir);
+    });
+}
+
+void WaveformStore::finishBands(const FileUrl& url, std::optional<WaveformEntry::Bands> bands) {
+    bandsInFlight_.erase(url);
+    if (bands)
+        entry(url).setBands(std::move(*bands));
+    else
+        failedBands_.insert(url);
 }
 
 void WaveformStore::retry(const FileUrl& url) {

@@ -60,6 +60,31 @@ TEST_F(WaveformStoreTest, SecondRunReadsTheDiskCache) {
     EXPECT_EQ(fresh->entry(url).peaks(), std::vector<float>{0.25f});
 }
 
+TEST_F(WaveformStoreTest, BandsLoadOnceThenComeFromTheDiskCache) {
+    store->ensureBands(url);
+    store->ensureBands(url);
+    EXPECT_EQ(jobs.size(), 1u);
+    runJobs();
+    ASSERT_TRUE(store->entry(url).bands());
+    EXPECT_EQ(store->entry(url).bands()->size(), 4000u);
+    EXPECT_FALSE(store->isBandsInFlight(url));
+    auto lookup = AnalysisDiskCache::bands(url.path(), cacheDir);
+    ASSERT_TRUE(lookup.value);
+    EXPECT_EQ(*lookup.value, *store->entry(url).bands());
+    AnalysisDiskCache::storeBands({{0.25f, 0.5f, 1.0f}}, url.path(), *lookup.fingerprint, cacheDir);
+    auto fresh = makeStore();
+    fresh->ensureBands(url);
+    runJobs();
+    EXPECT_EQ(fresh->entry(url).bands(), WaveformEntry::Bands({{0.25f, 0.5f, 1.0f}}));
+
+    const auto bad = FileUrl::fromPath(tmp.write("bad.wav", "not audio"));
+    store->ensureBands(bad);
+    runJobs();
+    EXPECT_TRUE(store->hasFailedBands(bad));
+    store->ensureBands(bad);
+    EXPECT_TRUE(jobs.empty());
+}
+
 TEST_F(WaveformStoreTest, FailedFileWaitsForRetry) {
     const auto bad = FileUrl::fromPath(tmp.write("bad.wav", "not audio"));
     store->prerender(bad);
