@@ -136,8 +136,12 @@ void WaveformStore::finishPeaks(const FileUrl& url, std::optional<std::vector<fl
     if (!peaks) emit peaksFailed(url);
 }
 
+bool WaveformStore::bandsSettledOrRunning(const FileUrl& url) {
+    return entry(url).bands() || bandsInFlight_.count(url) || failedBands_.count(url);
+}
+
 void WaveformStore::ensureBands(const FileUrl& url) {
-    if (entry(url).bands() || bandsInFlight_.count(url) || failedBands_.count(url)) return;
+    if (bandsSettledOrRunning(url)) return;
     bandsInFlight_.insert(url);
 
     std::weak_ptr<Mailbox> alive = mailbox_;
@@ -174,6 +178,43 @@ void WaveformStore::finishBands(const FileUrl& url, std::optional<WaveformEntry:
         entry(url).setBands(std::move(*bands));
     else
         failedBands_.insert(url);
+    if (bandPassWaiting_ == url) {
+        bandPassWaiting_.reset();
+        --bandPassRemaining_;
+        activity_.complete(BackgroundActivity::Kind::spectral, 1);
+        advanceBandPass();
+    }
+}
+
+void WaveformStore::prerenderBands(const std::vector<FileUrl>& urls) {
+    cancelBandPrerender();
+    for (const auto& url : urls)
+        if (!bandsSettledOrRunning(url)) bandPass_.push_back(url);
+    bandPassRemaining_ = std::int64_t(bandPass_.size());
+    activity_.add(BackgroundActivity::Kind::spectral, bandPassRemaining_);
+    advanceBandPass();
+}
+
+void WaveformStore::advanceBandPass() {
+    // One file at a time, so the cue on screen never queues behind the show.
+    while (!bandPass_.empty()) {
+        const FileUrl url = bandPass_.front();
+        bandPass_.pop_front();
+        if (!bandsSettledOrRunning(url)) {
+            bandPassWaiting_ = url;
+            ensureBands(url);
+            return;
+        }
+        --bandPassRemaining_;
+        activity_.complete(BackgroundActivity::Kind::spectral, 1);
+    }
+}
+
+void WaveformStore::cancelBandPrerender() {
+    bandPass_.clear();
+    bandPassWaiting_.reset();
+    if (bandPassRemaining_ > 0) activity_.complete(BackgroundActivity::Kind::spectral, bandPassRemaining_);
+    bandPassRemaining_ = 0;
 }
 
 void WaveformStore::retry(const FileUrl& url) {

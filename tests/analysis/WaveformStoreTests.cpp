@@ -85,6 +85,32 @@ TEST_F(WaveformStoreTest, BandsLoadOnceThenComeFromTheDiskCache) {
     EXPECT_TRUE(jobs.empty());
 }
 
+TEST_F(WaveformStoreTest, BandPassColoursTheShowOneFileAtATimeAndCanBeCancelled) {
+    const auto b = FileUrl::fromPath(test::writeTone(tmp.file("b.wav"), 1.0));
+    const auto bad = FileUrl::fromPath(tmp.write("bad.wav", "not audio"));
+    store->ensureBands(url);
+    runJobs(); // already coloured: not part of the pass
+    store->prerenderBands({url, b, bad});
+    EXPECT_EQ(store->activity().summary(), "Building spectral coloring — 0 of 2 files");
+    EXPECT_EQ(jobs.size(), 1u);
+    runJobs();
+    EXPECT_TRUE(store->entry(b).bands());
+    EXPECT_EQ(store->activity().summary(), "Building spectral coloring — 1 of 2 files");
+    runJobs();
+    EXPECT_TRUE(store->hasFailedBands(bad));
+    EXPECT_FALSE(store->activity().summary());
+
+    const auto c = FileUrl::fromPath(test::writeTone(tmp.file("c.wav"), 1.0));
+    const auto d = FileUrl::fromPath(test::writeTone(tmp.file("d.wav"), 1.0));
+    store->prerenderBands({c, d});
+    store->cancelBandPrerender();
+    EXPECT_FALSE(store->activity().summary());
+    runJobs(); // the file already started still finishes, and nothing follows it
+    EXPECT_TRUE(store->entry(c).bands());
+    EXPECT_TRUE(jobs.empty());
+    EXPECT_FALSE(store->entry(d).bands());
+}
+
 TEST_F(WaveformStoreTest, FailedFileWaitsForRetry) {
     const auto bad = FileUrl::fromPath(tmp.write("bad.wav", "not audio"));
     store->prerender(bad);
