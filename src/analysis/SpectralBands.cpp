@@ -40,7 +40,8 @@ fftwf_plan sharedPlan() {
 const std::array<float, kSize>& hannWindow() {
     static const auto window = [] {
         std::array<float, kSize> w{};
-        for (int n = 0; n < kSize; ++n) w[std::size_t(n)] = float(0.5 * (1.0 - std::cos(2.0 * M_PI * n / kSize)));
+        for (int n = 0; n < kSize; ++n)
+            w[std::size_t(n)] = float(0.5 * (1.0 - std::cos(2.0 * M_PI * n / kSize)));
         return w;
     }();
     return window;
@@ -51,8 +52,8 @@ struct Edges {
     int mid;
 };
 
-void analyseFrames(const float* mono, std::int64_t sampleCount, std::int64_t first, std::int64_t last, Edges edges,
-                   fftwf_plan plan, std::array<float, 3>* out) {
+void analyseFrames(const float* mono, std::int64_t sampleCount, std::int64_t first, std::int64_t last,
+                   Edges edges, fftwf_plan plan, std::array<float, 3>* out) {
     const auto& window = hannWindow();
     FftwBuffer<float> in(fftwf_alloc_real(kSize));
     FftwBuffer<fftwf_complex> spectrum(fftwf_alloc_complex(kBins + 1));
@@ -121,7 +122,8 @@ SpectralBands computeSpectralBands(const float* mono, std::int64_t sampleCount, 
         const auto& a = perFrame[std::size_t(k)];
         const auto& b = perFrame[std::size_t(k + 1)];
         auto& entry = bands[std::size_t(i)];
-        for (std::size_t c = 0; c < 3; ++c) entry[c] = a[c] + (b[c] - a[c]) * t;
+        for (std::size_t c = 0; c < 3; ++c)
+            entry[c] = a[c] + (b[c] - a[c]) * t;
     }
     return bands;
 }

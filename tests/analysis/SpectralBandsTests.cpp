@@ -22,7 +22,8 @@ std::vector<float> binSine(double bin, std::int64_t samples, double amplitude = 
 }
 
 void expectBand(const std::array<float, 3>& got, std::array<float, 3> want) {
-    for (std::size_t c = 0; c < 3; ++c) EXPECT_NEAR(got[c], want[c], 2e-3) << "component " << c;
+    for (std::size_t c = 0; c < 3; ++c)
+        EXPECT_NEAR(got[c], want[c], 2e-3) << "component " << c;
 }
 
 TEST(SpectralBands, ToneFallsInItsBandWithEdgesAt250And4000Hz) {
@@ -35,7 +36,8 @@ TEST(SpectralBands, ToneFallsInItsBandWithEdgesAt250And4000Hz) {
     const int count = waveformPeakCount(n, 44100);
     const auto bass = computeSpectralBands(low.data(), n, 44100, count);
     ASSERT_EQ(bass.size(), std::size_t(count));
-    for (std::size_t i : {std::size_t(0), bass.size() / 2, bass.size() - 1}) expectBand(bass[i], {1, float(spill), 0});
+    for (std::size_t i : {std::size_t(0), bass.size() / 2, bass.size() - 1})
+        expectBand(bass[i], {1, float(spill), 0});
     // Bin 5 is already mid: bin 4 is its only bass neighbour.
     expectBand(computeSpectralBands(lowEdge.data(), n, 44100, count)[100], {float(spill), 1, 0});
     expectBand(computeSpectralBands(mid.data(), n, 44100, count)[100], {0, 1, 0});
@@ -44,8 +46,10 @@ TEST(SpectralBands, ToneFallsInItsBandWithEdgesAt250And4000Hz) {
     // At 8 kHz the mid band reaches the top bin, so nothing is ever high.
     std::vector<float> noise(16000);
     unsigned seed = 7;
-    for (auto& s : noise) s = float((seed = seed * 1103515245u + 12345u) >> 16 & 0x7fff) / 32768.0f - 0.5f;
-    for (const auto& b : computeSpectralBands(noise.data(), 16000, 8000, 4000)) EXPECT_EQ(b[2], 0.0f);
+    for (auto& s : noise)
+        s = float((seed = seed * 1103515245u + 12345u) >> 16 & 0x7fff) / 32768.0f - 0.5f;
+    for (const auto& b : computeSpectralBands(noise.data(), 16000, 8000, 4000))
+        EXPECT_EQ(b[2], 0.0f);
 }
 
 TEST(SpectralBands, FramesBlendLinearlyAndThreadingChangesNothing) {
@@ -66,7 +70,8 @@ TEST(SpectralBands, FramesBlendLinearlyAndThreadingChangesNothing) {
 
 TEST(SpectralBands, SilenceShortFilesAndBadSamples) {
     const std::vector<float> silence(44100, 0.0f);
-    for (const auto& b : computeSpectralBands(silence.data(), 44100, 44100, 4000)) expectBand(b, {0, 0, 0});
+    for (const auto& b : computeSpectralBands(silence.data(), 44100, 44100, 4000))
+        expectBand(b, {0, 0, 0});
 
     // Under one frame: every entry is that one frame, padded with silence.
     const auto shortTone = binSine(4, 500);
@@ -79,7 +84,8 @@ TEST(SpectralBands, SilenceShortFilesAndBadSamples) {
     broken[10] = std::numeric_limits<float>::quiet_NaN();
     broken[3000] = std::numeric_limits<float>::infinity();
     for (const auto& b : computeSpectralBands(broken.data(), std::int64_t(broken.size()), 44100, 4000))
-        for (float c : b) EXPECT_TRUE(c >= 0.0f && c <= 1.0f);
+        for (float c : b)
+            EXPECT_TRUE(c >= 0.0f && c <= 1.0f);
     EXPECT_TRUE(computeSpectralBands(broken.data(), 0, 44100, 4000).empty());
 }
 
@@ -88,7 +94,8 @@ TEST(SpectralBands, FileIsMixedToMonoAtThePeakCount) {
     // Bass on the left, silence on the right: the mix keeps the bass.
     const auto tone = binSine(4, 44100 * 3);
     std::vector<float> stereo;
-    for (float s : tone) stereo.insert(stereo.end(), {s, 0.0f});
+    for (float s : tone)
+        stereo.insert(stereo.end(), {s, 0.0f});
     const auto path = test::writeSamples(dir.file("bass.wav"), stereo, 44100, 2);
     const auto bands = computeBands(path);
     ASSERT_EQ(bands.size(), std::size_t(waveformPeakCount(44100 * 3, 44100)));

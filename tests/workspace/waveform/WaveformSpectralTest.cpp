@@ -17,7 +17,8 @@ using test::WaveformPanelRig;
 QImage drawTone(WaveformPanelRig& w, double hz) {
     const int rate = 48000;
     std::vector<float> tone(std::size_t(rate) * 10);
-    for (std::size_t i = 0; i < tone.size(); ++i) tone[i] = float(0.5 * std::sin(2.0 * M_PI * hz * double(i) / rate));
+    for (std::size_t i = 0; i < tone.size(); ++i)
+        tone[i] = float(0.5 * std::sin(2.0 * M_PI * hz * double(i) / rate));
     const auto path = test::writeSamples(w.rig.dir.file(std::to_string(int(hz)) + ".wav"), tone, rate, 1);
     w.rig.state.editTrack(w.cue, [&](Track& t) { t.url = FileUrl::fromPath(path); });
     w.rig.loop.runPosted();
