@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "analysis/AnalysisDiskCache.h"
+#include "analysis/SpectralBands.h"
 #include "analysis/WaveformPeaks.h"
 #include "platform/MainLoop.h"
 
@@ -133,6 +134,87 @@ void WaveformStore::finishPeaks(const FileUrl& url, std::optional<std::vector<fl
         failedPeaks_.insert(url);
     activity_.complete(BackgroundActivity::Kind::waveforms, 1);
     if (!peaks) emit peaksFailed(url);
+}
+
+bool WaveformStore::bandsSettledOrRunning(const FileUrl& url) {
+    return entry(url).bands() || bandsInFlight_.count(url) || failedBands_.count(url);
+}
+
+void WaveformStore::ensureBands(const FileUrl& url) {
+    if (bandsSettledOrRunning(url)) return;
+    bandsInFlight_.insert(url);
+
+    std::weak_ptr<Mailbox> alive = mailbox_;
+    auto publish = [this, alive, url](std::optional<WaveformEntry::Bands> bands) {
+        const auto box = alive.lock();
+        if (!box) return;
+        const std::lock_guard lock(box->mutex);
+        if (!box->loop) return;
+        box->loop->post([this, alive, url, bands = std::move(bands)]() mutable {
+            if (const auto open = alive.lock(); open && open->loop) finishBands(url, std::move(bands));
+        });
+    };
+    background_([alive, publish, url, dir = cacheDirectory_]() {
+        if (alive.expired()) return;
+        auto cached = AnalysisDiskCache::bands(url.path(), dir);
+        if (cached.value) {
+            publish(std::move(cached.value));
+            return;
+        }
+        if (alive.expired()) return;
+        auto bands = computeBands(url.path());
+        if (bands.empty()) {
+            publish(std::nullopt);
+            return;
+        }
+        publish(bands);
+        if (cached.fingerprint) AnalysisDiskCache::storeBands(bands, url.path(), *cached.fingerprint, dir);
+    });
+}
+
+void WaveformStore::finishBands(const FileUrl& url, std::optional<WaveformEntry::Bands> bands) {
+    bandsInFlight_.erase(url);
+    if (bands)
+        entry(url).setBands(std::move(*bands));
+    else
+        failedBands_.insert(url);
+    if (bandPassWaiting_ == url) {
+        bandPassWaiting_.reset();
+        --bandPassRemaining_;
+        activity_.complete(BackgroundActivity::Kind::spectral, 1);
+        advanceBandPass();
+    }
+}
+
+void WaveformStore::prerenderBands(const std::vector<FileUrl>& urls) {
+    cancelBandPrerender();
+    for (const auto& url : urls)
+        if (!bandsSettledOrRunning(url)) bandPass_.push_back(url);
+    bandPassRemaining_ = std::int64_t(bandPass_.size());
+    activity_.add(BackgroundActivity::Kind::spectral, bandPassRemaining_);
+    advanceBandPass();
+}
+
+void WaveformStore::advanceBandPass() {
+    // One file at a time, so the cue on screen never queues behind the show.
+    while (!bandPass_.empty()) {
+        const FileUrl url = bandPass_.front();
+        bandPass_.pop_front();
+        if (!bandsSettledOrRunning(url)) {
+            bandPassWaiting_ = url;
+            ensureBands(url);
+            return;
+        }
+        --bandPassRemaining_;
+        activity_.complete(BackgroundActivity::Kind::spectral, 1);
+    }
+}
+
+void WaveformStore::cancelBandPrerender() {
+    bandPass_.clear();
+    bandPassWaiting_.reset();
+    if (bandPassRemaining_ > 0) activity_.complete(BackgroundActivity::Kind::spectral, bandPassRemaining_);
+    bandPassRemaining_ = 0;
 }
 
 void WaveformStore::retry(const FileUrl& url) {

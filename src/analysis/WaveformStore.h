@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -82,11 +83,21 @@ public:
     // Files start in the order given and run concurrently.
     void prerender(const FileUrl& url);
     void prerender(const std::vector<FileUrl>& urls);
+    // Colours one file in the background, disk cache first; a file that
+    // has its bands, is loading them or failed is left alone.
+    void ensureBands(const FileUrl& url);
+    // Colours the show's files one at a time, counted as "spectral" work;
+    // a new pass replaces the one running.
+    void prerenderBands(const std::vector<FileUrl>& urls);
+    // Drops the files the pass has not reached; the one being computed finishes.
+    void cancelBandPrerender();
     // Forgets the file's failures; starts nothing.
     void retry(const FileUrl& url);
 
     bool isInFlight(const FileUrl& url) const { return inFlight_.count(url) > 0; }
     bool hasFailed(const FileUrl& url) const { return failedPeaks_.count(url) > 0; }
+    bool isBandsInFlight(const FileUrl& url) const { return bandsInFlight_.count(url) > 0; }
+    bool hasFailedBands(const FileUrl& url) const { return failedBands_.count(url) > 0; }
     BackgroundActivity& activity() { return activity_; }
 
 signals:
@@ -95,6 +106,9 @@ signals:
 
 private:
     void finishPeaks(const FileUrl& url, std::optional<std::vector<float>> peaks);
+    void finishBands(const FileUrl& url, std::optional<WaveformEntry::Bands> bands);
+    void advanceBandPass();
+    bool bandsSettledOrRunning(const FileUrl& url);
 
     MainLoop& loop_;
     std::string cacheDirectory_;
@@ -106,6 +120,10 @@ private:
     std::shared_ptr<Mailbox> mailbox_;
     std::map<FileUrl, std::unique_ptr<WaveformEntry>> entries_;
     std::set<FileUrl> inFlight_;
+    std::set<FileUrl> bandsInFlight_;
+    std::deque<FileUrl> bandPass_;
+    std::optional<FileUrl> bandPassWaiting_;
+    std::int64_t bandPassRemaining_ = 0;
     std::set<FileUrl> failedPeaks_;
     std::set<FileUrl> failedBands_;
     std::set<FileUrl> failedLoudness_;

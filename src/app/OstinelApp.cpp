@@ -100,10 +100,16 @@ void OstinelApp::wire() {
         if (remote_) remote_->showReplaced(show);
     };
     view_.followMode(state_);
-    state_.prerenderHook = [this](const std::vector<FileUrl>& urls) { store_.prerender(urls); };
+    state_.prerenderHook = [this](const std::vector<FileUrl>& urls) {
+        store_.prerender(urls);
+        if (state_.spectralColoringEnabled()) store_.prerenderBands(urls);
+    };
     state_.relinkedHook = [this](const std::set<Uuid>& ids) { reloadIfRelinked(ids); };
     state_.noticeHook = [this](const std::string& text) { engine_.setNotice(text); };
-    connect(&state_, &AppState::spectralColoringEnabledChanged, this, [this] { state_.prerenderShow(); });
+    connect(&state_, &AppState::spectralColoringEnabledChanged, this, [this] {
+        if (!state_.spectralColoringEnabled()) store_.cancelBandPrerender();
+        state_.prerenderShow();
+    });
     connect(&engine_, &PlaybackEngine::isPlayingChanged, this, &OstinelApp::logPlaying);
 
     wireMidi();

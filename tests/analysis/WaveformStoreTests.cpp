@@ -60,6 +60,57 @@ TEST_F(WaveformStoreTest, SecondRunReadsTheDiskCache) {
     EXPECT_EQ(fresh->entry(url).peaks(), std::vector<float>{0.25f});
 }
 
+TEST_F(WaveformStoreTest, BandsLoadOnceThenComeFromTheDiskCache) {
+    store->ensureBands(url);
+    store->ensureBands(url);
+    EXPECT_EQ(jobs.size(), 1u);
+    runJobs();
+    ASSERT_TRUE(store->entry(url).bands());
+    EXPECT_EQ(store->entry(url).bands()->size(), 4000u);
+    EXPECT_FALSE(store->isBandsInFlight(url));
+    auto lookup = AnalysisDiskCache::bands(url.path(), cacheDir);
+    ASSERT_TRUE(lookup.value);
+    EXPECT_EQ(*lookup.value, *store->entry(url).bands());
+    AnalysisDiskCache::storeBands({{0.25f, 0.5f, 1.0f}}, url.path(), *lookup.fingerprint, cacheDir);
+    auto fresh = makeStore();
+    fresh->ensureBands(url);
+    runJobs();
+    EXPECT_EQ(fresh->entry(url).bands(), WaveformEntry::Bands({{0.25f, 0.5f, 1.0f}}));
+
+    const auto bad = FileUrl::fromPath(tmp.write("bad.wav", "not audio"));
+    store->ensureBands(bad);
+    runJobs();
+    EXPECT_TRUE(store->hasFailedBands(bad));
+    store->ensureBands(bad);
+    EXPECT_TRUE(jobs.empty());
+}
+
+TEST_F(WaveformStoreTest, BandPassColoursTheShowOneFileAtATimeAndCanBeCancelled) {
+    const auto b = FileUrl::fromPath(test::writeTone(tmp.file("b.wav"), 1.0));
+    const auto bad = FileUrl::fromPath(tmp.write("bad.wav", "not audio"));
+    store->ensureBands(url);
+    runJobs(); // already coloured: not part of the pass
+    store->prerenderBands({url, b, bad});
+    EXPECT_EQ(store->activity().summary(), "Building spectral coloring — 0 of 2 files");
+    EXPECT_EQ(jobs.size(), 1u);
+    runJobs();
+    EXPECT_TRUE(store->entry(b).bands());
+    EXPECT_EQ(store->activity().summary(), "Building spectral coloring — 1 of 2 files");
+    runJobs();
+    EXPECT_TRUE(store->hasFailedBands(bad));
+    EXPECT_FALSE(store->activity().summary());
+
+    const auto c = FileUrl::fromPath(test::writeTone(tmp.file("c.wav"), 1.0));
+    const auto d = FileUrl::fromPath(test::writeTone(tmp.file("d.wav"), 1.0));
+    store->prerenderBands({c, d});
+    store->cancelBandPrerender();
+    EXPECT_FALSE(store->activity().summary());
+    runJobs(); // the file already started still finishes, and nothing follows it
+    EXPECT_TRUE(store->entry(c).bands());
+    EXPECT_TRUE(jobs.empty());
+    EXPECT_FALSE(store->entry(d).bands());
+}
+
 TEST_F(WaveformStoreTest, FailedFileWaitsForRetry) {
     const auto bad = FileUrl::fromPath(tmp.write("bad.wav", "not audio"));
     store->prerender(bad);

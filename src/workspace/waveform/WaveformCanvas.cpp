@@ -69,6 +69,8 @@ void WaveformCanvas::paintEvent(QPaintEvent*) {
     const auto& peaks = ws_.store.entry(track.url).peaks();
     scene.track = &track;
     scene.peaks = peaks ? &*peaks : nullptr;
+    const auto& bands = ws_.store.entry(track.url).bands();
+    if (ws_.state.spectralColoringEnabled() && bands) scene.bands = &*bands;
     scene.geometry = frame->geometry;
     scene.levelScale = ws_.state.waveformFollowsVolume() ? levelScaleFor(track.volume) : 1.0;
     scene.editable = editable();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <vector>
 
 namespace ostinel::waveform {
@@ -11,5 +12,10 @@ namespace ostinel::waveform {
 // the content get 0.
 void visibleColumnPeaks(const std::vector<float>& peaks, double contentWidth, double scrollX, int count,
                         std::vector<float>& out);
+
+// The mean colour under each column, on the same buckets as the peaks.
+// Columns beyond the content get (0, 0, 0).
+void visibleColumnBands(const std::vector<std::array<float, 3>>& bands, double contentWidth, double scrollX,
+                        int count, std::vector<std::array<float, 3>>& out);
 
 } // namespace ostinel::waveform

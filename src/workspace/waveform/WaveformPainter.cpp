@@ -41,8 +41,16 @@ void WaveformPainter::paint(QPainter& p, const CanvasScene& s) {
     paintReadout(p, s);
 }
 
+QColor bandTint(const std::array<float, 3>& band, const QColor& plain) {
+    const float top = std::max({band[0], band[1], band[2]});
+    if (top <= 0.0f) return plain;
+    // Averaging columns dulls the hue; scale back so the strongest band is full.
+    return QColor::fromRgbF(band[0] / top, band[1] / top, band[2] / top);
+}
+
 void WaveformPainter::paintWave(QPainter& p, const CanvasScene& s) {
     if (!s.peaks || s.peaks->empty()) return paintPlaceholder(p, s);
+    if (s.bands && !s.bands->empty()) return paintTinted(p, s);
     const auto& g = s.geometry;
     visibleColumnPeaks(*s.peaks, g.contentWidth, g.scrollX, s.width, columns_);
     const double mid = (s.metrics.waveTop() + s.metrics.waveBottom()) / 2.0;
@@ -59,6 +67,25 @@ void WaveformPainter::paintWave(QPainter& p, const CanvasScene& s) {
     p.drawLines(inside_);
     p.setPen(QPen(theme::waveformOutside, 1));
     p.drawLines(outside_);
+}
+
+void WaveformPainter::paintTinted(QPainter& p, const CanvasScene& s) {
+    const auto& g = s.geometry;
+    visibleColumnPeaks(*s.peaks, g.contentWidth, g.scrollX, s.width, columns_);
+    visibleColumnBands(*s.bands, g.contentWidth, g.scrollX, s.width, columnBands_);
+    const double mid = (s.metrics.waveTop() + s.metrics.waveBottom()) / 2.0;
+    const double half = (s.metrics.waveBottom() - s.metrics.waveTop()) / 2.0;
+    const double inX = g.xAt(s.track->startSeconds), outX = g.xAt(s.track->effectiveEnd());
+    for (int x = 0; x < s.width; ++x) {
+        const auto column = std::size_t(x);
+        const double a = std::min(double(columns_[column]) * s.levelScale, 1.0) * half;
+        const bool inside = x + 0.5 >= inX && x + 0.5 <= outX;
+        QColor colour = bandTint(columnBands_[column], inside ? theme::waveform : theme::waveformOutside);
+        // Outside the in and out points the hue stays but fades back.
+        if (!inside) colour.setAlphaF(0.45f);
+        p.setPen(QPen(colour, 1));
+        p.drawLine(x, int(std::lround(mid - a)), x, int(std::lround(mid + a)));
+    }
 }
 
 void WaveformPainter::paintPlaceholder(QPainter& p, const CanvasScene& s) {

@@ -2,7 +2,10 @@
 
 #include <QLine>
 #include <QString>
+#include <QColor>
 #include <QVector>
+
+#include <array>
 
 #include <optional>
 #include <utility>
@@ -24,6 +27,8 @@ namespace waveform {
 struct CanvasScene {
     const Track* track = nullptr;
     const std::vector<float>* peaks = nullptr;
+    // Bass, mid and high per peak, when the waveform is coloured by them.
+    const std::vector<std::array<float, 3>>* bands = nullptr;
     TimelineGeometry geometry;
     CanvasMetrics metrics;
     int width = 0;
@@ -48,6 +53,7 @@ public:
 
 private:
     void paintWave(QPainter& p, const CanvasScene& s);
+    void paintTinted(QPainter& p, const CanvasScene& s);
     void paintPlaceholder(QPainter& p, const CanvasScene& s);
     void paintBeatGrid(QPainter& p, const CanvasScene& s);
     void paintFades(QPainter& p, const CanvasScene& s);
@@ -57,6 +63,7 @@ private:
     void paintReadout(QPainter& p, const CanvasScene& s);
 
     std::vector<float> columns_;
+    std::vector<std::array<float, 3>> columnBands_;
     QVector<QLine> inside_;
     QVector<QLine> outside_;
 };
@@ -64,6 +71,10 @@ private:
 // The waveform's height for a track level: the fader's own curve, so a cue
 // pulled down by 20 dB still shows its shape; unity is full height.
 double levelScaleFor(double volume);
+
+// Bass red, mids green, highs blue at the frame's own balance; a silent
+// frame keeps the plain waveform colour.
+QColor bandTint(const std::array<float, 3>& band, const QColor& plain);
 
 } // namespace waveform
 } // namespace ostinel

@@ -65,6 +65,10 @@ WaveformPanel::WaveformPanel(Workspace& workspace, QWidget* parent) : QWidget(pa
         watchPeaks();
         redraw();
     });
+    connect(&state, &AppState::spectralColoringEnabledChanged, this, [this] {
+        requestBands();
+        redraw();
+    });
     for (auto signal : {&AppState::selectedLoopIDChanged, &AppState::waveformFollowsVolumeChanged})
         connect(&state, signal, this, &WaveformPanel::redraw);
 
@@ -145,12 +149,21 @@ void WaveformPanel::watchPeaks() {
     std::optional<FileUrl> url = track ? std::optional<FileUrl>(track->url) : std::nullopt;
     if (url == watchedUrl_) return;
     disconnect(peaksConnection_);
+    disconnect(bandsConnection_);
     watchedUrl_ = url;
     if (!url || url->empty()) return;
     auto& store = workspace_.store;
     auto& entry = store.entry(*url);
     peaksConnection_ = connect(&entry, &WaveformEntry::peaksChanged, this, &WaveformPanel::redraw);
+    bandsConnection_ = connect(&entry, &WaveformEntry::bandsChanged, this, &WaveformPanel::redraw);
     if (!entry.peaks() && !store.isInFlight(*url) && !store.hasFailed(*url)) store.prerender(*url);
+    requestBands();
+}
+
+void WaveformPanel::requestBands() {
+    // The cue on screen is coloured first; the store ignores repeats.
+    if (!workspace_.state.spectralColoringEnabled() || !watchedUrl_ || watchedUrl_->empty()) return;
+    workspace_.store.ensureBands(*watchedUrl_);
 }
 
 void WaveformPanel::redraw() {

@@ -47,6 +47,7 @@ private:
     void selectedTrackChanged();
     void applyBounds();
     void watchPeaks();
+    void requestBands();
     void redraw();
 
     Workspace& workspace_;
@@ -57,6 +58,7 @@ private:
     QTimer* frameTimer_ = nullptr;
     std::optional<FileUrl> watchedUrl_;
     QMetaObject::Connection peaksConnection_;
+    QMetaObject::Connection bandsConnection_;
 };
 
 } // namespace ostinel
