@@ -36,6 +36,7 @@ GeneralSettingsTab::GeneralSettingsTab(Workspace& workspace, QWidget* parent)
     openLastShow_ = settingsCheckBox("Open Last Show at Launch");
     autosaveInterval_ = secondsBox(minAutosaveSeconds, maxAutosaveSeconds, 5.0, 0);
     preserveZoom_ = settingsCheckBox("Keep Zoom Level When Switching Tracks");
+    spectralColoring_ = settingsCheckBox("Spectral Coloring");
     waveformFollowsVolume_ = settingsCheckBox("Scale Waveform With Track Level");
     stopFade_ = secondsBox(0.0, PlaybackEngine::maxStopFadeSeconds, 0.5, 1);
 
@@ -46,6 +47,8 @@ GeneralSettingsTab::GeneralSettingsTab(Workspace& workspace, QWidget* parent)
                                "Unsaved changes are snapshotted for crash recovery at this interval."));
     form->addRow("Show Mode:",
                  settingsField(preserveZoom_, "Only applies in Show mode with Follow Playhead enabled."));
+    form->addRow("Colour:", settingsField(spectralColoring_, "Tints the waveform by frequency content — low "
+                                                             "frequencies red, mids green, highs blue."));
     form->addRow(
         "Waveform:",
         settingsField(waveformFollowsVolume_,
@@ -62,6 +65,8 @@ GeneralSettingsTab::GeneralSettingsTab(Workspace& workspace, QWidget* parent)
             [&state](double seconds) { state.setAutosaveInterval(seconds); });
     connect(preserveZoom_, &QCheckBox::toggled, this,
             [&state](bool on) { state.setPreserveZoomOnTrackSwitch(on); });
+    connect(spectralColoring_, &QCheckBox::toggled, this,
+            [&state](bool on) { state.setSpectralColoringEnabled(on); });
     connect(waveformFollowsVolume_, &QCheckBox::toggled, this,
             [&state](bool on) { state.setWaveformFollowsVolume(on); });
     connect(stopFade_, &QDoubleSpinBox::valueChanged, this,
@@ -69,7 +74,8 @@ GeneralSettingsTab::GeneralSettingsTab(Workspace& workspace, QWidget* parent)
 
     for (auto changed :
          {&AppState::openLastShowOnLaunchChanged, &AppState::autosaveIntervalChanged,
-          &AppState::preserveZoomOnTrackSwitchChanged, &AppState::waveformFollowsVolumeChanged})
+          &AppState::preserveZoomOnTrackSwitchChanged, &AppState::waveformFollowsVolumeChanged,
+          &AppState::spectralColoringEnabledChanged})
         connect(&state, changed, this, &GeneralSettingsTab::reflect);
     connect(&engine, &PlaybackEngine::stopFadeSecondsChanged, this, &GeneralSettingsTab::reflect);
 }
@@ -80,11 +86,12 @@ void GeneralSettingsTab::reflect() {
     const AppState& state = workspace_.state;
     const QSignalBlocker blockers[] = {QSignalBlocker(openLastShow_), QSignalBlocker(autosaveInterval_),
                                        QSignalBlocker(preserveZoom_), QSignalBlocker(waveformFollowsVolume_),
-                                       QSignalBlocker(stopFade_)};
+                                       QSignalBlocker(spectralColoring_), QSignalBlocker(stopFade_)};
     openLastShow_->setChecked(state.openLastShowOnLaunch());
     autosaveInterval_->setValue(state.autosaveInterval());
     preserveZoom_->setChecked(state.preserveZoomOnTrackSwitch());
     waveformFollowsVolume_->setChecked(state.waveformFollowsVolume());
+    spectralColoring_->setChecked(state.spectralColoringEnabled());
     stopFade_->setValue(workspace_.engine.stopFadeSeconds());
 }
 

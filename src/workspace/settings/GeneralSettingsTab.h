@@ -21,6 +21,7 @@ public:
     QCheckBox* openLastShow() const { return openLastShow_; }
     QDoubleSpinBox* autosaveInterval() const { return autosaveInterval_; }
     QCheckBox* waveformFollowsVolume() const { return waveformFollowsVolume_; }
+    QCheckBox* spectralColoring() const { return spectralColoring_; }
     QDoubleSpinBox* stopFade() const { return stopFade_; }
     QCheckBox* preserveZoom() const { return preserveZoom_; }
 
@@ -35,6 +36,7 @@ private:
     QCheckBox* openLastShow_ = nullptr;
     QDoubleSpinBox* autosaveInterval_ = nullptr;
     QCheckBox* waveformFollowsVolume_ = nullptr;
+    QCheckBox* spectralColoring_ = nullptr;
     QDoubleSpinBox* stopFade_ = nullptr;
     QCheckBox* preserveZoom_ = nullptr;
 };

@@ -54,6 +54,8 @@ TEST_F(SettingsWindowTest, GeneralSwitchesWriteThroughAndFollowChangesElsewhere)
          &AppState::setWaveformFollowsVolume, "waveformFollowsVolume"},
         {general.preserveZoom(), &AppState::preserveZoomOnTrackSwitch,
          &AppState::setPreserveZoomOnTrackSwitch, "preserveZoomOnTrackSwitch"},
+        {general.spectralColoring(), &AppState::spectralColoringEnabled, &AppState::setSpectralColoringEnabled,
+         "spectralColoringEnabled"},
     };
     for (const auto& s : switches) {
         SCOPED_TRACE(s.key);
@@ -72,7 +74,6 @@ TEST_F(SettingsWindowTest, GeneralOffersNoSwitchForAFeatureThatIsNotThere) {
     for (const auto* box : general.findChildren<QCheckBox*>()) offered << box->text();
     EXPECT_TRUE(offered.contains("Keep Zoom Level When Switching Tracks"));
     EXPECT_FALSE(offered.contains("Check the Show When Entering Show Mode"));
-    EXPECT_FALSE(offered.contains("Spectral Coloring"));
 }
 
 TEST_F(SettingsWindowTest, AutosaveAndStopFadeWriteThroughBothWays) {
