@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Command.h"
+#include "JsonLine.h"
 #include "OpenShow.h"
 #include "control/MidiOutputController.h"
 #include "playback/PlaybackEngine.h"
@@ -13,10 +14,6 @@
 namespace ostinel::cli {
 
 namespace {
-
-void writeLine(std::ostream& out, const nlohmann::ordered_json& line) {
-    out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
-}
 
 nlohmann::ordered_json loopState(const PlaybackEngine& engine) {
     nlohmann::ordered_json id = nullptr;
@@ -52,19 +49,19 @@ void go(PlaybackEngine& engine) {
 EventLog::EventLog(PlaybackEngine& engine, std::function<double()> clock, std::ostream& out)
     : engine_(engine), clock_(std::move(clock)), out_(out), lastLoop_(loopState(engine).dump()) {
     engine.onMidiTrigger = [this](const MidiTrigger& trigger) {
-        writeLine(out_, {{"event", "midiTrigger"}, {"t", clock_()}, {"name", trigger.name},
+        writeJsonLine(out_, nlohmann::ordered_json{{"event", "midiTrigger"}, {"t", clock_()}, {"name", trigger.name},
                          {"timeSeconds", trigger.timeSeconds}});
     };
     engine.onOSCTrigger = [this](const OSCTrigger& trigger) {
-        writeLine(out_, {{"event", "oscTrigger"}, {"t", clock_()}, {"name", trigger.name},
+        writeJsonLine(out_, nlohmann::ordered_json{{"event", "oscTrigger"}, {"t", clock_()}, {"name", trigger.name},
                          {"timeSeconds", trigger.timeSeconds}});
     };
     engine.onTimecodeLocate = [this](double seconds) {
-        writeLine(out_, {{"event", "timecodeLocate"}, {"t", clock_()}, {"timecodeSeconds", seconds}});
+        writeJsonLine(out_, nlohmann::ordered_json{{"event", "timecodeLocate"}, {"t", clock_()}, {"timecodeSeconds", seconds}});
     };
     engine.onReachedEnd = [this] {
         checkLoop();
-        writeLine(out_, {{"event", "reachedEnd"}, {"t", clock_()}});
+        writeJsonLine(out_, nlohmann::ordered_json{{"event", "reachedEnd"}, {"t", clock_()}});
         if (onReachedEnd) onReachedEnd();
     };
 }
@@ -76,11 +73,11 @@ void EventLog::checkLoop() {
     lastLoop_ = std::move(key);
     state["event"] = "loop";
     state["t"] = clock_();
-    writeLine(out_, state);
+    writeJsonLine(out_, state);
 }
 
 void EventLog::print(const std::string& event, const std::string& key, const std::string& text) {
-    writeLine(out_, {{"event", event}, {"t", clock_()}, {key, text}});
+    writeJsonLine(out_, nlohmann::ordered_json{{"event", event}, {"t", clock_()}, {key, text}});
 }
 
 namespace {

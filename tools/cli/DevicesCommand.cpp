@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Command.h"
+#include "JsonLine.h"
 #include "platform/AudioSystem.h"
 
 namespace ostinel::cli {
@@ -23,7 +24,7 @@ int devices(const Args& args) {
                             {"name", device.name},
                             {"channels", device.channelCount},
                             {"default", device.uid == defaultUid}};
-        std::cout << line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
+        writeJsonLine(std::cout, line);
     }
     return 0;
 }

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Command.h"
+#include "JsonLine.h"
 #include "analysis/LoudnessAnalyzer.h"
 
 namespace ostinel::cli {
@@ -27,7 +28,7 @@ int loudness(const Args& args) {
         } else {
             line["lufs"] = line["peakDb"] = line["truePeakDb"] = nullptr;
         }
-        std::cout << line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
+        writeJsonLine(std::cout, line);
     }
     return status;
 }

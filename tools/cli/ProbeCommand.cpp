@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Command.h"
+#include "JsonLine.h"
 #include "platform/AudioFile.h"
 
 namespace ostinel::cli {
@@ -31,7 +32,7 @@ int probe(const Args& args) {
             line["error"] = file.error().message;
             status = 1;
         }
-        std::cout << line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
+        writeJsonLine(std::cout, line);
     }
     return status;
 }

@@ -1,3 +1,4 @@
+#include "JsonLine.h"
 #include "ServeEvents.h"
 
 #include <ostream>
@@ -28,7 +29,7 @@ ServeEvents::ServeEvents(MainLoop& loop, AppState& state, PlaybackEngine& engine
 }
 
 void ServeEvents::print(const nlohmann::ordered_json& line) {
-    out_ << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
+    writeJsonLine(out_, line);
 }
 
 void ServeEvents::announceReady(nlohmann::ordered_json details) {
