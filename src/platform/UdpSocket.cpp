@@ -224,9 +224,9 @@ void UdpSocket::watch() {
 void UdpSocket::readable() {
     // Ours, so a handler that drops this socket is noticed before the next read.
     std::weak_ptr<UdpSocket*> weak = self_;
-    std::vector<std::uint8_t> buffer(maxDatagramBytes + 1);
+    if (receiveBuffer_.empty()) receiveBuffer_.resize(maxDatagramBytes + 1);
     for (int i = 0; i < 64; ++i) {
-        const ssize_t n = ::recv(fd_, buffer.data(), buffer.size(), MSG_TRUNC);
+        const ssize_t n = ::recv(fd_, receiveBuffer_.data(), receiveBuffer_.size(), MSG_TRUNC);
         if (n < 0) {
             if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) return;
             notifier_->setEnabled(false);
@@ -234,7 +234,7 @@ void UdpSocket::readable() {
             return;
         }
         if (!listening_ || std::size_t(n) > maxDatagramBytes) continue;
-        if (onDatagram_) onDatagram_(std::span(buffer.data(), std::size_t(n)));
+        if (onDatagram_) onDatagram_(std::span(receiveBuffer_.data(), std::size_t(n)));
         if (weak.expired()) return;
     }
 }

@@ -73,6 +73,8 @@ private:
     DatagramHandler onDatagram_;
     std::unique_ptr<QSocketNotifier> notifier_;
     std::deque<std::vector<std::uint8_t>> pending_;
+    // A listener's, made at its first datagram and kept.
+    std::vector<std::uint8_t> receiveBuffer_;
     std::shared_ptr<Lookup> lookup_;
     std::unique_ptr<QSocketNotifier> lookupNotifier_;
     // A posted state holds this weakly.
