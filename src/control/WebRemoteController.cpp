@@ -328,6 +328,13 @@ void WebRemoteController::send(Client& client, std::string_view text) {
     client.socket->write(reinterpret_cast<const char*>(frame.data()), qint64(frame.size()));
 }
 
+void WebRemoteController::sendToSignedIn(std::string_view text) {
+    // One frame for everyone: a push to sixteen phones is encoded once.
+    const auto frame = ws::encodeFrame(ws::Opcode::text, text);
+    for (auto& [socket, client] : clients_)
+        if (client.authed) socket->write(reinterpret_cast<const char*>(frame.data()), qint64(frame.size()));
+}
+
 // --- Pushes -----------------------------------------------------------------------------
 
 void WebRemoteController::updateCounts() {
@@ -354,8 +361,7 @@ void WebRemoteController::pushState() {
     std::string state = remoteStateMessage(*state_, *engine_);
     if (lastState_ == state) return;
     lastState_ = state;
-    for (auto& [socket, client] : clients_)
-        if (client.authed) send(client, state);
+    sendToSignedIn(state);
 }
 
 void WebRemoteController::pushPosition() {
@@ -363,8 +369,7 @@ void WebRemoteController::pushPosition() {
     std::string position = remotePositionMessage(*state_, *engine_, loop_.now());
     if (lastPosition_ == position) return;
     lastPosition_ = position;
-    for (auto& [socket, client] : clients_)
-        if (client.authed) send(client, position);
+    sendToSignedIn(position);
 }
 
 } // namespace ostinel

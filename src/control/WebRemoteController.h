@@ -95,6 +95,7 @@ private:
     void authenticate(Client& client, const std::string& attempt);
     void drop(QTcpSocket* socket);
     void send(Client& client, std::string_view text);
+    void sendToSignedIn(std::string_view text);
     void updateCounts();
     void pushState();
     void pushPosition();
