@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "analysis/LoudnessMeasurement.h"
+#include "document/LoudnessMeasurement.h"
 
 namespace ostinel::analysis_cache {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "analysis/LoudnessMeasurement.h"
+#include "document/LoudnessMeasurement.h"
 #include "base/Expected.h"
 
 namespace ostinel {

@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "analysis/AnalysisDiskCache.h"
+#include "analysis/LoudnessAnalyzer.h"
 #include "analysis/SpectralBands.h"
 #include "analysis/WaveformPeaks.h"
 #include "platform/MainLoop.h"
@@ -79,6 +80,21 @@ const std::optional<WaveformEntry::Bands>* WaveformStore::bands(const FileUrl& u
     return it == entries_.end() ? nullptr : &it->second->bands();
 }
 
+template <class T>
+std::function<void(T)> WaveformStore::publisher(std::function<void(T)> finish) {
+    std::weak_ptr<Mailbox> alive = mailbox_;
+    return [alive, finish = std::move(finish)](T value) {
+        const auto box = alive.lock();
+        if (!box) return;
+        const std::lock_guard lock(box->mutex);
+        if (!box->loop) return;
+        box->loop->post([alive, finish, value = std::move(value)]() mutable {
+            // Only the main thread closes the mailbox, so no lock is needed here.
+            if (const auto open = alive.lock(); open && open->loop) finish(std::move(value));
+        });
+    };
+}
+
 void WaveformStore::prerender(const FileUrl& url) {
     if (entry(url).peaks() || inFlight_.count(url) || failedPeaks_.count(url)) return;
     inFlight_.insert(url);
@@ -87,16 +103,8 @@ void WaveformStore::prerender(const FileUrl& url) {
     // The mailbox dies with the store (on the main thread), so a worker may
     // skip work it no longer needs and a late result finds no store to touch.
     std::weak_ptr<Mailbox> alive = mailbox_;
-    auto publish = [this, alive, url](std::optional<std::vector<float>> peaks) {
-        const auto box = alive.lock();
-        if (!box) return;
-        const std::lock_guard lock(box->mutex);
-        if (!box->loop) return;
-        box->loop->post([this, alive, url, peaks = std::move(peaks)]() mutable {
-            // Only the main thread closes the mailbox, so no lock is needed here.
-            if (const auto open = alive.lock(); open && open->loop) finishPeaks(url, std::move(peaks));
-        });
-    };
+    auto publish = publisher<std::optional<std::vector<float>>>(
+        [this, url](std::optional<std::vector<float>> peaks) { finishPeaks(url, std::move(peaks)); });
     background_([alive, publish, url, dir = cacheDirectory_]() {
         if (alive.expired()) return;
         auto cached = AnalysisDiskCache::peaks(url.path(), dir);
@@ -145,15 +153,8 @@ void WaveformStore::ensureBands(const FileUrl& url) {
     bandsInFlight_.insert(url);
 
     std::weak_ptr<Mailbox> alive = mailbox_;
-    auto publish = [this, alive, url](std::optional<WaveformEntry::Bands> bands) {
-        const auto box = alive.lock();
-        if (!box) return;
-        const std::lock_guard lock(box->mutex);
-        if (!box->loop) return;
-        box->loop->post([this, alive, url, bands = std::move(bands)]() mutable {
-            if (const auto open = alive.lock(); open && open->loop) finishBands(url, std::move(bands));
-        });
-    };
+    auto publish = publisher<std::optional<WaveformEntry::Bands>>(
+        [this, url](std::optional<WaveformEntry::Bands> bands) { finishBands(url, std::move(bands)); });
     background_([alive, publish, url, dir = cacheDirectory_]() {
         if (alive.expired()) return;
         auto cached = AnalysisDiskCache::bands(url.path(), dir);
@@ -221,6 +222,62 @@ void WaveformStore::retry(const FileUrl& url) {
     failedPeaks_.erase(url);
     failedBands_.erase(url);
     failedLoudness_.erase(url);
+}
+
+namespace {
+struct LoudnessOutcome {
+    std::optional<LoudnessMeasurement> value;
+    bool failed = false;
+};
+} // namespace
+
+void WaveformStore::ensureLoudness(const FileUrl& url, LoudnessDone done) {
+    if (auto known = loudnessCache_.find(url); known != loudnessCache_.end() || failedLoudness_.count(url)) {
+        auto value = known != loudnessCache_.end() ? known->second : std::nullopt;
+        loop_.post([alive = std::weak_ptr<Mailbox>(mailbox_), done = std::move(done), value] {
+            if (const auto open = alive.lock(); open && open->loop) done(value);
+        });
+        return;
+    }
+    auto& waiting = loudnessWaiting_[url];
+    waiting.push_back(std::move(done));
+    if (waiting.size() > 1) return;
+
+    std::weak_ptr<Mailbox> alive = mailbox_;
+    auto publish = publisher<LoudnessOutcome>(
+        [this, url](LoudnessOutcome o) { finishLoudness(url, o.value, o.failed); });
+    background_([alive, publish, url, dir = cacheDirectory_]() {
+        if (alive.expired()) return;
+        auto cached = AnalysisDiskCache::loudness(url.path(), dir);
+        if (cached.value) {
+            publish({cached.value, false});
+            return;
+        }
+        auto measured = LoudnessAnalyzer::measure(url.path());
+        if (!measured) {
+            qCCritical(analysisLog).noquote() << "Cannot measure loudness of" << QString::fromStdString(url.fileName());
+            publish({std::nullopt, true});
+            return;
+        }
+        publish({*measured, false});
+        if (*measured && cached.fingerprint)
+            AnalysisDiskCache::storeLoudness(**measured, url.path(), *cached.fingerprint, dir);
+    });
+}
+
+void WaveformStore::finishLoudness(const FileUrl& url, std::optional<LoudnessMeasurement> loudness, bool failed) {
+    if (failed)
+        failedLoudness_.insert(url);
+    else
+        loudnessCache_[url] = loudness;
+    auto waiting = std::move(loudnessWaiting_[url]);
+    loudnessWaiting_.erase(url);
+    for (auto& done : waiting) done(loudness);
+}
+
+void WaveformStore::forgetLoudness() {
+    loudnessCache_.clear();
+    failedLoudness_.clear();
 }
 
 } // namespace ostinel

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "base/FileUrl.h"
+#include "document/LoudnessMeasurement.h"
 
 namespace ostinel {
 
@@ -94,6 +95,14 @@ public:
     // Forgets the file's failures; starts nothing.
     void retry(const FileUrl& url);
 
+    using LoudnessDone = std::function<void(std::optional<LoudnessMeasurement>)>;
+    // Answers through the main loop, from memory once the file was measured
+    // (silence answers nothing), else from the disk cache or a measurement
+    // in the background. Several asks for one file share one measurement.
+    void ensureLoudness(const FileUrl& url, LoudnessDone done);
+    // So the next ask reads the files again; answers still owed are kept.
+    void forgetLoudness();
+
     bool isInFlight(const FileUrl& url) const { return inFlight_.count(url) > 0; }
     bool hasFailed(const FileUrl& url) const { return failedPeaks_.count(url) > 0; }
     bool isBandsInFlight(const FileUrl& url) const { return bandsInFlight_.count(url) > 0; }
@@ -107,6 +116,11 @@ signals:
 private:
     void finishPeaks(const FileUrl& url, std::optional<std::vector<float>> peaks);
     void finishBands(const FileUrl& url, std::optional<WaveformEntry::Bands> bands);
+    void finishLoudness(const FileUrl& url, std::optional<LoudnessMeasurement> loudness, bool failed);
+    // Hands a worker's result to `finish` on the main loop, unless the store
+    // is gone by then.
+    template <class T>
+    std::function<void(T)> publisher(std::function<void(T)> finish);
     void advanceBandPass();
     bool bandsSettledOrRunning(const FileUrl& url);
 
@@ -127,6 +141,9 @@ private:
     std::set<FileUrl> failedPeaks_;
     std::set<FileUrl> failedBands_;
     std::set<FileUrl> failedLoudness_;
+    // A file measured as silence is known too: it holds no value.
+    std::map<FileUrl, std::optional<LoudnessMeasurement>> loudnessCache_;
+    std::map<FileUrl, std::vector<LoudnessDone>> loudnessWaiting_;
     BackgroundActivity activity_;
 };
 

@@ -14,6 +14,7 @@
 
 #include "base/FileUrl.h"
 #include "document/AutosaveWriter.h"
+#include "document/LoudnessMeasurement.h"
 #include "document/Show.h"
 #include "document/TimelineClipboard.h"
 #include "document/TimelineEdits.h"
@@ -195,6 +196,10 @@ public:
     bool addTracksPanel();
     void duplicateTrack(const Uuid& trackID);
     void removeTracks(const std::set<Uuid>& trackIDs);
+    // Sets the volume of every measured track, as one undo step of its own;
+    // answers the sentence for cues that stopped short of the target.
+    std::optional<std::string> applyLoudnessMatch(const std::map<Uuid, LoudnessMeasurement>& measurements,
+                                                  double targetLufs);
 
     // --- Show lifecycle: the operations that ask go through Dialogs ----------
     // Stand-ins for the waveform store and the engine until they are wired:

@@ -1,6 +1,7 @@
 // Duplicating and removing tracks.
 
 #include "document/AppState.h"
+#include "document/LevelMatch.h"
 
 #include <algorithm>
 #include <iterator>
@@ -53,6 +54,17 @@ void AppState::removeTracks(const std::set<Uuid>& trackIDs) {
     }
     // A cue picked to run next cannot outlive its track.
     if (preselectedTrackID_ && trackIDs.contains(*preselectedTrackID_)) setPreselectedTrackID(std::nullopt);
+}
+
+std::optional<std::string> AppState::applyLoudnessMatch(const std::map<Uuid, LoudnessMeasurement>& measurements,
+                                                      double targetLufs) {
+    if (measurements.empty()) return std::nullopt;
+    auto outcome = LevelMatch::apply(show_, measurements, targetLufs);
+    // Never folded into an edit made just before it.
+    endCoalescing();
+    setShow(std::move(outcome.show));
+    endCoalescing();
+    return LevelMatch::message(outcome.limited, outcome.ceiling);
 }
 
 } // namespace ostinel
