@@ -56,6 +56,8 @@ void MainWindow::buildMenus() {
     file->addSeparator();
     connect(addCommand(file, QStringLiteral("Add Track(s)…"), "addTracks", {QKeySequence(Qt::CTRL | Qt::Key_I)}),
             &QAction::triggered, this, [&state] { state.addTracksPanel(); });
+    connect(addCommand(file, QStringLiteral("Match Levels…"), "matchLevels"), &QAction::triggered, this,
+            &MainWindow::openMatchLevels);
     file->addSeparator();
     connect(addCommand(file, QStringLiteral("Save Show"), "saveShow", {QKeySequence(Qt::CTRL | Qt::Key_S)}),
             &QAction::triggered, this, committed([&state] { state.saveShow(); }));

@@ -11,6 +11,7 @@
 #include "app/OstinelApp.h"
 #include "workspace/common/Theme.h"
 #include "workspace/editpanel/EditPanel.h"
+#include "workspace/levels/MatchLevelsWindow.h"
 #include "workspace/settings/SettingsWindow.h"
 #include "workspace/showlist/ShowListView.h"
 #include "workspace/strips/TimelineStripView.h"
@@ -148,6 +149,16 @@ void MainWindow::openSettings(const QString& tab) {
     }
     settings_->showTab(tab);
     present(settings_);
+}
+
+void MainWindow::openMatchLevels() {
+    if (!matchLevels_) {
+        matchLevels_ = new MatchLevelsWindow(app_.workspace(), this);
+        matchLevels_->setWindowFlag(Qt::Window);
+        matchLevels_->setWindowTitle(QStringLiteral("Match Levels"));
+        matchLevels_->resize(620, 520);
+    }
+    present(matchLevels_);
 }
 
 void MainWindow::openAbout() {

@@ -9,6 +9,7 @@ namespace ostinel {
 class EditPanel;
 class OstinelApp;
 class SettingsWindow;
+class MatchLevelsWindow;
 class ShowListView;
 class TimecodeView;
 class WaveformPanel;
@@ -33,6 +34,7 @@ public:
     void redo();
     // Settings on a tab, remembered in "settingsTab".
     void openSettings(const QString& tab);
+    void openMatchLevels();
     void openAbout();
 
     ShowListView* showList() const { return showList_; }
@@ -59,6 +61,7 @@ private:
     TimecodeView* largeTimecode_ = nullptr;
     EditPanel* editPanel_ = nullptr;
     SettingsWindow* settings_ = nullptr;
+    MatchLevelsWindow* matchLevels_ = nullptr;
     QWidget* about_ = nullptr;
     QMenu* recentMenu_ = nullptr;
     QAction* undo_ = nullptr;
