@@ -23,8 +23,9 @@ struct TempoDetection::Mailbox {
     MainLoop* loop;
 };
 
-TempoDetection::TempoDetection(AppState& state, MainLoop& loop, Detector detector, Background background)
-    : state_(state), detector_(std::move(detector)), background_(std::move(background)),
+TempoDetection::TempoDetection(AppState& state, MainLoop& loop, Detector detector, Background background,
+                               QObject* parent)
+    : QObject(parent), state_(state), detector_(std::move(detector)), background_(std::move(background)),
       mailbox_(std::make_shared<Mailbox>(&loop)) {
     if (!background_)
         background_ = [](std::function<void()> job) {
@@ -46,6 +47,7 @@ bool TempoDetection::detect(const Uuid& trackID, std::optional<TempoRange> range
     if (!track || running_.count(trackID)) return false;
     running_.insert(trackID);
     state_.setAnalyzingTempoTrackID(trackID);
+    emit runningChanged();
 
     std::weak_ptr<Mailbox> alive = mailbox_;
     background_([this, alive, trackID, range, done = std::move(done), detector = detector_,
@@ -68,6 +70,7 @@ void TempoDetection::finish(const Uuid& trackID, const std::optional<TempoEstima
     running_.erase(trackID);
     if (!estimate) {
         release(trackID);
+        emit runningChanged();
         done(failedMessage);
         return;
     }
@@ -78,6 +81,7 @@ void TempoDetection::finish(const Uuid& trackID, const std::optional<TempoEstima
         t.beatgridEnabled = true;
     });
     release(trackID);
+    emit runningChanged();
     done(found && estimate->isDrifting ? std::optional<std::string>(driftingMessage) : std::nullopt);
 }
 

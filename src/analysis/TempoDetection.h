@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QObject>
+
 #include <functional>
 #include <memory>
 #include <optional>
@@ -17,7 +19,8 @@ class MainLoop;
 // Detects a track's tempo off the main thread and lays its beat grid on the
 // answer: tempo, downbeat and grid on, as one undo step. Main thread only;
 // the state must outlive it.
-class TempoDetection {
+class TempoDetection : public QObject {
+    Q_OBJECT
 public:
     using Detector = std::function<std::optional<TempoEstimate>(const std::string& path, std::optional<TempoRange>)>;
     // Runs a job off the main thread; the default is Qt's global pool.
@@ -31,17 +34,20 @@ public:
     static constexpr double minBPM = 40.0;
     static constexpr double maxBPM = 300.0;
 
-    TempoDetection(AppState& state, MainLoop& loop, Detector detector, Background background = {});
+    TempoDetection(AppState& state, MainLoop& loop, Detector detector, Background background = {},
+                   QObject* parent = nullptr);
     // A detection still running is dropped: its result never touches the show.
-    ~TempoDetection();
-    TempoDetection(const TempoDetection&) = delete;
-    TempoDetection& operator=(const TempoDetection&) = delete;
+    ~TempoDetection() override;
 
     // range is in file time; none means the whole file. False, and done is
     // never called, for an unknown track or one already being detected;
     // otherwise done is called once, later, on the main loop.
     bool detect(const Uuid& trackID, std::optional<TempoRange> range, Done done);
     bool isRunning(const Uuid& trackID) const { return running_.count(trackID) > 0; }
+
+signals:
+    // A detection began or ended; the state's flag names only the latest.
+    void runningChanged();
 
 private:
     void finish(const Uuid& trackID, const std::optional<TempoEstimate>& estimate, const Done& done);
