@@ -6,6 +6,7 @@
 #include <QThreadPool>
 
 #include "analysis/AnalysisDiskCache.h"
+#include "analysis/TempoDetection.h"
 #include "app/InputMonitor.h"
 #include "app/MainWindow.h"
 #include "platform/OfflinePacer.h"
@@ -111,6 +112,11 @@ void OstinelApp::wire() {
         state_.prerenderShow();
     });
     connect(&engine_, &PlaybackEngine::isPlayingChanged, this, &OstinelApp::logPlaying);
+
+    // wired to TempoAnalyzer::detect once it lands
+    TempoDetection::Detector detector = [](auto&&...) { return std::optional<TempoEstimate>(); };
+    tempo_ = std::make_unique<TempoDetection>(state_, loop_, std::move(detector));
+    workspace_.tempo = tempo_.get();
 
     wireMidi();
 

@@ -37,6 +37,7 @@ class QtDialogs;
 class QtMainLoop;
 class SettingsPreferences;
 class ShowModeKeyFilter;
+class TempoDetection;
 
 // The application object: makes the long-lived objects once, in order, wires
 // them together, and owns the start-up and the quit. No logic of its own.
@@ -118,6 +119,7 @@ private:
     WaveformViewState view_;
     CueContext cues_;
     Workspace workspace_;
+    std::unique_ptr<TempoDetection> tempo_;
 
     std::unique_ptr<MidiSystem> midi_;
     std::unique_ptr<TimecodeController> timecode_;

@@ -14,6 +14,7 @@ class PlaybackEngine;
 class TimecodeController;
 class Preferences;
 class RemoteSettingsModel;
+class TempoDetection;
 class WaveformStore;
 class WaveformViewState;
 struct CueContext;
@@ -37,6 +38,7 @@ struct Workspace {
     NumberMapController* numbers = nullptr;
     OscSettingsModel* osc = nullptr;
     RemoteSettingsModel* remote = nullptr;
+    TempoDetection* tempo = nullptr;
 };
 
 } // namespace ostinel

@@ -6,6 +6,7 @@
 #include "playback/PlaybackEngine.h"
 #include "workspace/WaveformViewState.h"
 #include "workspace/common/Workspace.h"
+#include "workspace/waveform/TempoCommand.h"
 
 namespace ostinel::waveform {
 
@@ -36,6 +37,11 @@ void fillContextMenu(QMenu& menu, Workspace& ws, const Track& track, const Hit& 
     if (ws.view.controller().selectionRange()) {
         QObject::connect(menu.addAction(QObject::tr("Create Loop")), &QAction::triggered, &menu,
                          [&ws, trackID] { createLoopFromMark(ws, trackID); });
+        if (ws.tempo) {
+            auto* detect = menu.addAction(QObject::tr("Detect Tempo from Selection"));
+            detect->setEnabled(canDetectTempo(ws, trackID));
+            QObject::connect(detect, &QAction::triggered, &menu, [&ws, trackID] { detectTempo(ws, trackID); });
+        }
         return;
     }
     const Loop* loop = hit.kind == HandleKind::none || hit.kind == HandleKind::markedRegion ? nullptr

@@ -20,8 +20,9 @@ inline constexpr const char* loopOverlapNotice = "Can't create a loop here \u201
 bool createLoopFromMark(Workspace& workspace, const Uuid& trackID);
 void toggleLoopEnabled(AppState& state, const Uuid& trackID, const Uuid& loopID);
 
-// The right-click menu for what lies at time t: Create Loop with a mark, the
-// loop's own menu on a loop, else volume point and paste.
+// The right-click menu for what lies at time t: Create Loop and tempo
+// detection with a mark, the loop's own menu on a loop, else volume point and
+// paste.
 void fillContextMenu(QMenu& menu, Workspace& workspace, const Track& track, const Hit& hit, double t);
 
 } // namespace waveform

@@ -4,10 +4,12 @@
 #include <QLabel>
 #include <QToolButton>
 
+#include "analysis/TempoDetection.h"
 #include "document/AppState.h"
 #include "workspace/WaveformViewState.h"
 #include "workspace/common/Theme.h"
 #include "workspace/common/Workspace.h"
+#include "workspace/waveform/TempoCommand.h"
 
 namespace ostinel {
 
@@ -36,6 +38,9 @@ WaveformToolbar::WaveformToolbar(Workspace& workspace, QWidget* parent) : QWidge
     auto* fit = makeButton(tr("Fit"), tr("Show the whole cue"), this);
     follow_ = makeButton(tr("Follow"), tr("Keep the playhead in the middle while playing"), this);
     follow_->setCheckable(true);
+    // The grid is drawn over this waveform, and the mark it listens to is made here.
+    tempo_ = makeButton(tr("Detect Tempo"), {}, this);
+    tempo_->setVisible(ws_.tempo != nullptr);
     name_ = new QLabel(this);
     QFont font = name_->font();
     font.setPointSizeF(font.pointSizeF() * 1.25);
@@ -48,6 +53,7 @@ WaveformToolbar::WaveformToolbar(Workspace& workspace, QWidget* parent) : QWidge
     row->addWidget(zoomIn);
     row->addWidget(fit);
     row->addWidget(follow_);
+    row->addWidget(tempo_);
     row->addSpacing(12);
     row->addWidget(name_, 1);
 
@@ -59,6 +65,13 @@ WaveformToolbar::WaveformToolbar(Workspace& workspace, QWidget* parent) : QWidge
     connect(&view, &WaveformViewState::followPlayheadChanged, this, &WaveformToolbar::refresh);
     connect(&ws_.state, &AppState::selectedTrackIDChanged, this, &WaveformToolbar::refresh);
     connect(&ws_.state, &AppState::showChanged, this, &WaveformToolbar::refresh);
+    connect(tempo_, &QToolButton::clicked, this, [this] {
+        if (auto id = ws_.state.selectedTrackID()) waveform::detectTempo(ws_, *id);
+    });
+    connect(&ws_.state, &AppState::analyzingTempoTrackIDChanged, this, &WaveformToolbar::refresh);
+    connect(&ws_.state, &AppState::modeChanged, this, &WaveformToolbar::refresh);
+    connect(&view, &WaveformViewState::selectionChanged, this, &WaveformToolbar::refresh);
+    if (ws_.tempo) connect(ws_.tempo, &TempoDetection::runningChanged, this, &WaveformToolbar::refresh);
     refresh();
 }
 
@@ -66,6 +79,9 @@ void WaveformToolbar::refresh() {
     follow_->setChecked(ws_.view.controller().followPlayhead());
     auto track = ws_.state.selectedTrack();
     name_->setText(track ? QString::fromStdString(track->displayName()) : QString());
+    const bool listenable = track && track->duration > 0.0;
+    tempo_->setEnabled(listenable && waveform::canDetectTempo(ws_, track->id));
+    tempo_->setToolTip(waveform::detectTempoTip(ws_, track ? track->id : Uuid()));
 }
 
 } // namespace ostinel

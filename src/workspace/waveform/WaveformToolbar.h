@@ -9,13 +9,15 @@ namespace ostinel {
 
 struct Workspace;
 
-// Zoom about the playhead, fit, follow, and the name of the cue on show.
+// Zoom about the playhead, fit, follow, the beat grid's wand, and the name
+// of the cue on show.
 class WaveformToolbar : public QWidget {
     Q_OBJECT
 public:
     explicit WaveformToolbar(Workspace& workspace, QWidget* parent = nullptr);
 
     void refresh();
+    QToolButton* tempoButton() const { return tempo_; }
 
 signals:
     void zoomInClicked();
@@ -25,6 +27,7 @@ signals:
 private:
     Workspace& ws_;
     QToolButton* follow_ = nullptr;
+    QToolButton* tempo_ = nullptr;
     QLabel* name_ = nullptr;
 };
 
