@@ -49,8 +49,11 @@ MatchLevelsWindow::MatchLevelsWindow(Workspace& workspace, QWidget* parent)
     table_->setModel(model_);
     table_->verticalHeader()->hide();
     table_->setSelectionMode(QAbstractItemView::NoSelection);
-    table_->horizontalHeader()->setSectionResizeMode(LevelsTableModel::cue, QHeaderView::Stretch);
-    table_->horizontalHeader()->setSectionResizeMode(LevelsTableModel::note, QHeaderView::ResizeToContents);
+    // The note is a sentence: it takes the room left and wraps.
+    table_->setWordWrap(true);
+    table_->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    table_->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    table_->horizontalHeader()->setSectionResizeMode(LevelsTableModel::note, QHeaderView::Stretch);
     layout->addWidget(table_, 1);
 
     auto* progressRow = new QHBoxLayout;
