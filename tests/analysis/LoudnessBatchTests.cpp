@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <QThreadPool>
+
 #include "analysis/AnalysisDiskCache.h"
 #include "analysis/LoudnessBatch.h"
 #include "analysis/WaveformStore.h"
@@ -121,6 +123,26 @@ TEST_F(LoudnessBatchTest, CancelAnswersWithWhatWasMeasuredAndLateResultsAreDropp
     }
     EXPECT_EQ(state.loudnessProgress(), std::nullopt);
     while (!jobs.empty()) runOneJob();
+}
+
+TEST_F(LoudnessBatchTest, OnThePoolEveryCueIsMeasuredOnceWhateverOrderTheFilesFinishIn) {
+    std::vector<FileUrl> urls;
+    for (int i = 0; i < 8; ++i)
+        urls.push_back(FileUrl::fromPath(test::writeTone(dir.file("t" + std::to_string(i) + ".wav"), 0.5 + 0.1 * i)));
+    urls.push_back(urls.front()); // two cues on one file
+    auto ids = openShow(urls);
+    WaveformStore pooled(loop, cacheDir);
+    LoudnessBatch batch(state, pooled);
+    std::optional<LoudnessBatch::Measurements> result;
+    batch.measure(ids, [&](auto m) { result = std::move(m); });
+    for (int round = 0; !result && round < 600; ++round) {
+        QThreadPool::globalInstance()->waitForDone(100);
+        loop.runPosted();
+    }
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->size(), urls.size());
+    EXPECT_EQ(result->at(ids.front()), result->at(ids.back()));
+    EXPECT_EQ(state.loudnessProgress(), std::nullopt);
 }
 
 } // namespace
