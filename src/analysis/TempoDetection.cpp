@@ -3,10 +3,9 @@
 #include <QThreadPool>
 
 #include <algorithm>
-#include <mutex>
 
 #include "document/AppState.h"
-#include "platform/MainLoop.h"
+#include "platform/MainLoopMailbox.h"
 
 namespace ostinel {
 
@@ -17,16 +16,10 @@ constexpr int operatorPriority = 1;
 
 } // namespace
 
-struct TempoDetection::Mailbox {
-    explicit Mailbox(MainLoop* l) : loop(l) {}
-    std::mutex mutex;
-    MainLoop* loop;
-};
-
 TempoDetection::TempoDetection(AppState& state, MainLoop& loop, Detector detector, Background background,
                                QObject* parent)
     : QObject(parent), state_(state), detector_(std::move(detector)), background_(std::move(background)),
-      mailbox_(std::make_shared<Mailbox>(&loop)) {
+      mailbox_(MainLoopMailbox::open(loop)) {
     if (!background_)
         background_ = [](std::function<void()> job) {
             QThreadPool::globalInstance()->start(std::move(job), operatorPriority);
@@ -34,10 +27,7 @@ TempoDetection::TempoDetection(AppState& state, MainLoop& loop, Detector detecto
 }
 
 TempoDetection::~TempoDetection() {
-    {
-        const std::lock_guard lock(mailbox_->mutex);
-        mailbox_->loop = nullptr;
-    }
+    mailbox_->close();
     // Nothing will finish these, so nothing may look busy for them.
     for (const Uuid& id : std::set<Uuid>(running_)) release(id);
 }
@@ -49,19 +39,13 @@ bool TempoDetection::detect(const Uuid& trackID, std::optional<TempoRange> range
     state_.setAnalyzingTempoTrackID(trackID);
     emit runningChanged();
 
-    std::weak_ptr<Mailbox> alive = mailbox_;
+    std::weak_ptr<MainLoopMailbox> alive = mailbox_;
     background_([this, alive, trackID, range, done = std::move(done), detector = detector_,
                  path = track->url.path()]() mutable {
         if (alive.expired()) return;
         auto estimate = detector(path, range);
-        const auto box = alive.lock();
-        if (!box) return;
-        const std::lock_guard lock(box->mutex);
-        if (!box->loop) return;
-        box->loop->post([this, alive, trackID, estimate, done = std::move(done)] {
-            // Only the main thread closes the mailbox, so no lock is needed here.
-            if (const auto open = alive.lock(); open && open->loop) finish(trackID, estimate, done);
-        });
+        if (const auto box = alive.lock())
+            box->post([this, trackID, estimate, done = std::move(done)] { finish(trackID, estimate, done); });
     });
     return true;
 }

@@ -15,6 +15,7 @@ namespace ostinel {
 
 class AppState;
 class MainLoop;
+class MainLoopMailbox;
 
 // Detects a track's tempo off the main thread and lays its beat grid on the
 // answer: tempo, downbeat and grid on, as one undo step. Main thread only;
@@ -58,8 +59,7 @@ private:
     Background background_;
     // Where workers hand results back; closed by the destructor, so a late
     // result neither touches this object nor posts to a loop that may be gone.
-    struct Mailbox;
-    std::shared_ptr<Mailbox> mailbox_;
+    std::shared_ptr<MainLoopMailbox> mailbox_;
     std::set<Uuid> running_;
 };
 

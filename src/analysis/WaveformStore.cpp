@@ -3,23 +3,16 @@
 #include <QLoggingCategory>
 #include <QThreadPool>
 
-#include <mutex>
 
 #include "analysis/AnalysisDiskCache.h"
 #include "analysis/LoudnessAnalyzer.h"
 #include "analysis/SpectralBands.h"
 #include "analysis/WaveformPeaks.h"
-#include "platform/MainLoop.h"
+#include "platform/MainLoopMailbox.h"
 
 Q_LOGGING_CATEGORY(analysisLog, "com.ostinel.analysis")
 
 namespace ostinel {
-
-struct WaveformStore::Mailbox {
-    explicit Mailbox(MainLoop* l) : loop(l) {}
-    std::mutex mutex;
-    MainLoop* loop;
-};
 
 void WaveformEntry::setPeaks(std::vector<float> peaks) {
     peaks_ = std::move(peaks);
@@ -59,14 +52,13 @@ std::optional<std::string> BackgroundActivity::summary() const {
 
 WaveformStore::WaveformStore(MainLoop& loop, std::string cacheDirectory, Background background, QObject* parent)
     : QObject(parent), loop_(loop), cacheDirectory_(std::move(cacheDirectory)), background_(std::move(background)),
-      mailbox_(std::make_shared<Mailbox>(&loop)) {
+      mailbox_(MainLoopMailbox::open(loop)) {
     if (!background_)
         background_ = [](std::function<void()> job) { QThreadPool::globalInstance()->start(std::move(job)); };
 }
 
 WaveformStore::~WaveformStore() {
-    const std::lock_guard lock(mailbox_->mutex);
-    mailbox_->loop = nullptr;
+    mailbox_->close();
 }
 
 WaveformEntry& WaveformStore::entry(const FileUrl& url) {
@@ -82,16 +74,10 @@ const std::optional<WaveformEntry::Bands>* WaveformStore::bands(const FileUrl& u
 
 template <class T>
 std::function<void(T)> WaveformStore::publisher(std::function<void(T)> finish) {
-    std::weak_ptr<Mailbox> alive = mailbox_;
+    std::weak_ptr<MainLoopMailbox> alive = mailbox_;
     return [alive, finish = std::move(finish)](T value) {
-        const auto box = alive.lock();
-        if (!box) return;
-        const std::lock_guard lock(box->mutex);
-        if (!box->loop) return;
-        box->loop->post([alive, finish, value = std::move(value)]() mutable {
-            // Only the main thread closes the mailbox, so no lock is needed here.
-            if (const auto open = alive.lock(); open && open->loop) finish(std::move(value));
-        });
+        if (const auto box = alive.lock())
+            box->post([finish, value = std::move(value)]() mutable { finish(std::move(value)); });
     };
 }
 
@@ -102,7 +88,7 @@ void WaveformStore::prerender(const FileUrl& url) {
 
     // The mailbox dies with the store (on the main thread), so a worker may
     // skip work it no longer needs and a late result finds no store to touch.
-    std::weak_ptr<Mailbox> alive = mailbox_;
+    std::weak_ptr<MainLoopMailbox> alive = mailbox_;
     auto publish = publisher<std::optional<std::vector<float>>>(
         [this, url](std::optional<std::vector<float>> peaks) { finishPeaks(url, std::move(peaks)); });
     background_([alive, publish, url, dir = cacheDirectory_]() {
@@ -152,7 +138,7 @@ void WaveformStore::ensureBands(const FileUrl& url) {
     if (bandsSettledOrRunning(url)) return;
     bandsInFlight_.insert(url);
 
-    std::weak_ptr<Mailbox> alive = mailbox_;
+    std::weak_ptr<MainLoopMailbox> alive = mailbox_;
     auto publish = publisher<std::optional<WaveformEntry::Bands>>(
         [this, url](std::optional<WaveformEntry::Bands> bands) { finishBands(url, std::move(bands)); });
     background_([alive, publish, url, dir = cacheDirectory_]() {
@@ -234,16 +220,14 @@ struct LoudnessOutcome {
 void WaveformStore::ensureLoudness(const FileUrl& url, LoudnessDone done) {
     if (auto known = loudnessCache_.find(url); known != loudnessCache_.end() || failedLoudness_.count(url)) {
         auto value = known != loudnessCache_.end() ? known->second : std::nullopt;
-        loop_.post([alive = std::weak_ptr<Mailbox>(mailbox_), done = std::move(done), value] {
-            if (const auto open = alive.lock(); open && open->loop) done(value);
-        });
+        mailbox_->post([done = std::move(done), value] { done(value); });
         return;
     }
     auto& waiting = loudnessWaiting_[url];
     waiting.push_back(std::move(done));
     if (waiting.size() > 1) return;
 
-    std::weak_ptr<Mailbox> alive = mailbox_;
+    std::weak_ptr<MainLoopMailbox> alive = mailbox_;
     auto publish = publisher<LoudnessOutcome>(
         [this, url](LoudnessOutcome o) { finishLoudness(url, o.value, o.failed); });
     background_([alive, publish, url, dir = cacheDirectory_]() {

@@ -19,6 +19,7 @@
 namespace ostinel {
 
 class MainLoop;
+class MainLoopMailbox;
 
 // What the waveform draws for one file; made on first request, never removed.
 class WaveformEntry : public QObject {
@@ -127,11 +128,8 @@ private:
     MainLoop& loop_;
     std::string cacheDirectory_;
     Background background_;
-    // Where workers hand results back; closed by the destructor, so work
-    // finishing later neither touches the store nor posts to a main loop
-    // that may be gone with it.
-    struct Mailbox;
-    std::shared_ptr<Mailbox> mailbox_;
+    // Where workers hand results back; closed by the destructor.
+    std::shared_ptr<MainLoopMailbox> mailbox_;
     std::map<FileUrl, std::unique_ptr<WaveformEntry>> entries_;
     std::set<FileUrl> inFlight_;
     std::set<FileUrl> bandsInFlight_;
