@@ -17,11 +17,11 @@ asan: deps
 	@cmake -S . -B build/asan $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=Debug -DOSTINEL_SANITIZE=address,undefined -DOSTINEL_BENCH=ON >/dev/null
 	@cmake --build build/asan -j $(JOBS)
 
-# The threaded parts (player, scheduler, engine, timecode, MIDI input, OSC)
-# again under ThreadSanitizer.
+# The threaded parts (player, scheduler, engine, timecode, MIDI input, OSC,
+# analysis) again under ThreadSanitizer.
 tsan: deps
 	@cmake -S . -B build/tsan $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOSTINEL_SANITIZE=thread >/dev/null
-	@cmake --build build/tsan -j $(JOBS) --target test_playback test_timecode test_control test_platform
+	@cmake --build build/tsan -j $(JOBS) --target test_playback test_timecode test_control test_platform test_analysis
 
 demo: release
 	@rm -rf build/Demo && build/release/tools/ostinel-cli demo build/Demo
@@ -39,7 +39,7 @@ test: asan tsan fuzz-build
 	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 600
 	@cd build/tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/tsan.supp \
-	  QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 600 -L 'playback|timecode|control'
+	  QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS) --timeout 600 -L 'playback|timecode|control|analysis'
 	@cd build/tsan && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/tsan.supp \
 	  ctest --output-on-failure --timeout 600 -R 'MidiInputRelay|LoopbackMidi|ServiceAdvertiser'
 
