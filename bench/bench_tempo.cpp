@@ -26,13 +26,15 @@ const std::vector<float>& fourMinutes() {
 
 void BM_TempoFourMinutesOneCore(benchmark::State& state) {
     const auto& s = fourMinutes();
-    for (auto _ : state) benchmark::DoNotOptimize(ostinel::TempoAnalyzer::analyze(s, kRate, 0, 1));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(ostinel::TempoAnalyzer::analyze(s, kRate, 0, 1));
 }
 BENCHMARK(BM_TempoFourMinutesOneCore)->Unit(benchmark::kMillisecond);
 
 void BM_TempoFourMinutesAllCores(benchmark::State& state) {
     const auto& s = fourMinutes();
-    for (auto _ : state) benchmark::DoNotOptimize(ostinel::TempoAnalyzer::analyze(s, kRate, 0));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(ostinel::TempoAnalyzer::analyze(s, kRate, 0));
 }
 BENCHMARK(BM_TempoFourMinutesAllCores)->Unit(benchmark::kMillisecond);
 

@@ -19,9 +19,11 @@ std::optional<MonoAudio> readMono(const std::string& path) {
     MonoAudio mono{std::vector<float>(static_cast<std::size_t>(frames), 0.0f), file.sampleRate()};
     // Large reads keep the decoder's per-call cost out of the picture.
     constexpr std::int64_t chunk = 1 << 18;
-    std::vector<std::vector<float>> storage(static_cast<std::size_t>(channelCount), std::vector<float>(chunk));
+    std::vector<std::vector<float>> storage(static_cast<std::size_t>(channelCount),
+                                            std::vector<float>(chunk));
     std::vector<float*> pointers;
-    for (auto& s : storage) pointers.push_back(s.data());
+    for (auto& s : storage)
+        pointers.push_back(s.data());
     const float gain = 1.0f / float(channelCount);
     std::int64_t at = 0;
     while (at < frames) {
@@ -30,7 +32,8 @@ std::optional<MonoAudio> readMono(const std::string& path) {
         if (*got <= 0) break;
         float* out = mono.samples.data() + at;
         for (const auto& channel : storage)
-            for (std::int64_t i = 0; i < *got; ++i) out[i] += channel[std::size_t(i)] * gain;
+            for (std::int64_t i = 0; i < *got; ++i)
+                out[i] += channel[std::size_t(i)] * gain;
         at += *got;
     }
     return mono;

@@ -9,7 +9,7 @@ namespace ostinel {
 // thread. All instances share one plan: the planner is not thread-safe,
 // execution on separate buffers of the same alignment is.
 class RealFft {
-public:
+  public:
     static constexpr int size = 1024;
     static constexpr int bins = size / 2;
 
@@ -22,7 +22,7 @@ public:
     // The plain DFT of input(), bins 0 through `bins` inclusive.
     const std::complex<float>* forward();
 
-private:
+  private:
     float* input_;
     std::complex<float>* output_;
 };

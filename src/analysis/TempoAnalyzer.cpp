@@ -34,10 +34,12 @@ std::optional<TempoEstimate> analyze(std::span<const float> samples, double samp
     double phase = std::fmod(period * std::atan2(bin.imag(), bin.real()) / (-2 * std::numbers::pi), period);
     if (phase < 0) phase += period;
     const int offset = downbeatOffset(*bands, odfRate, bpm, phase, 4);
-    const double frame = firstStrongDownbeat(samples, sampleRate, period * offset + phase, period, reliable.firstKept);
+    const double frame =
+        firstStrongDownbeat(samples, sampleRate, period * offset + phase, period, reliable.firstKept);
     // 512 puts the anchor at the centre of its analysis frame.
     const double anchor = startSeconds + (frame * 256 + 512) / sampleRate;
-    const double snapped = snapToKickAttack(samples, sampleRate, anchor - startSeconds, beatSeconds) + startSeconds;
+    const double snapped =
+        snapToKickAttack(samples, sampleRate, anchor - startSeconds, beatSeconds) + startSeconds;
 
     TempoEstimate estimate;
     estimate.bpm = std::round(bpm * 100) / 100;

@@ -18,9 +18,11 @@ std::vector<double> meanVector(const Spectrogram& s, int bands, double from, dou
     if (last <= first) return mean;
     for (int t = first; t < last; ++t) {
         const float* row = s.row(t);
-        for (int b = 0; b < bands; ++b) mean[std::size_t(b)] += row[b];
+        for (int b = 0; b < bands; ++b)
+            mean[std::size_t(b)] += row[b];
     }
-    for (auto& m : mean) m /= double(last - first);
+    for (auto& m : mean)
+        m /= double(last - first);
     return mean;
 }
 
@@ -39,7 +41,8 @@ double cosineDistance(const std::vector<double>& a, const std::vector<double>& b
 void stretch(std::vector<double>& curve) {
     const auto [lo, hi] = std::minmax_element(curve.begin(), curve.end());
     const double low = *lo, range = *hi - *lo;
-    for (auto& v : curve) v = range > 0 ? (v - low) / range : 0.0;
+    for (auto& v : curve)
+        v = range > 0 ? (v - low) / range : 0.0;
 }
 
 float finite(float s) {
@@ -48,7 +51,8 @@ float finite(float s) {
 
 } // namespace
 
-int downbeatOffset(const Spectrogram& spectrogram, double odfRate, double bpm, double phase, int beatsPerBar) {
+int downbeatOffset(const Spectrogram& spectrogram, double odfRate, double bpm, double phase,
+                   int beatsPerBar) {
     const double beat = odfRate * 60 / bpm;
     if (!(beat > 2) || beatsPerBar < 1 || !std::isfinite(phase)) return 0;
     if (!(double(spectrogram.frameCount) > 2 * std::floor(beat) * beatsPerBar)) return 0;
@@ -62,7 +66,8 @@ int downbeatOffset(const Spectrogram& spectrogram, double odfRate, double bpm, d
         if (!(p < spectrogram.frameCount)) break;
         const auto slot = std::size_t(k % beatsPerBar);
         const auto bass = meanVector(spectrogram, lowBands, p, p + beat * 0.5);
-        for (const double v : bass) low[slot] += v;
+        for (const double v : bass)
+            low[slot] += v;
         novelty[slot] += cosineDistance(meanVector(spectrogram, timbreBands, p - 2 * beat, p),
                                         meanVector(spectrogram, timbreBands, p, p + 2 * beat));
         count[slot] += 1;
@@ -96,7 +101,8 @@ double firstStrongDownbeat(std::span<const float> samples, double sampleRate, do
         // Every eighth sample is plenty for a bar's loudness.
         double sum = 0;
         std::int64_t n = 0;
-        for (std::int64_t i = from; i < to; i += 8, ++n) sum += double(finite(samples[std::size_t(i)])) * finite(samples[std::size_t(i)]);
+        for (std::int64_t i = from; i < to; i += 8, ++n)
+            sum += double(finite(samples[std::size_t(i)])) * finite(samples[std::size_t(i)]);
         starts.push_back(start);
         levels.push_back(std::sqrt(sum / double(n)));
         if (to >= sampleCount) break;
@@ -113,21 +119,25 @@ double firstStrongDownbeat(std::span<const float> samples, double sampleRate, do
         if (starts[i] < notBefore || levels[i] < floor) continue;
         const std::size_t end = std::min(i + 4, levels.size());
         double mean = 0;
-        for (std::size_t j = i; j < end; ++j) mean += levels[j];
+        for (std::size_t j = i; j < end; ++j)
+            mean += levels[j];
         if (mean / double(end - i) >= floor) return starts[i];
     }
     return starts.front();
 }
 
-double snapToKickAttack(std::span<const float> samples, double sampleRate, double anchor, double beatSeconds) {
+double snapToKickAttack(std::span<const float> samples, double sampleRate, double anchor,
+                        double beatSeconds) {
     const double win = std::min(beatSeconds * 0.15, 0.09);
-    if (!(beatSeconds > 0) || !(sampleRate > 0) || !std::isfinite(anchor) || !(sampleRate * win >= 1)) return anchor;
+    if (!(beatSeconds > 0) || !(sampleRate > 0) || !std::isfinite(anchor) || !(sampleRate * win >= 1))
+        return anchor;
     const auto count = std::int64_t(samples.size());
     const auto radius = std::int64_t(sampleRate * win);
     const auto minSpan = std::int64_t(std::min(sampleRate / 50, double(count)));
     if (count <= minSpan) return anchor;
     const std::int64_t h = std::max<std::int64_t>(std::int64_t(std::min(sampleRate / 200, double(count))), 1);
-    const std::int64_t g = std::max<std::int64_t>(std::int64_t(std::min(sampleRate * 0.004, double(count))), 1);
+    const std::int64_t g =
+        std::max<std::int64_t>(std::int64_t(std::min(sampleRate * 0.004, double(count))), 1);
 
     std::vector<float> prefix(std::size_t(count) + 1, 0.0f);
     for (std::int64_t i = 0; i < count; ++i)
@@ -176,16 +186,19 @@ double snapToKickAttack(std::span<const float> samples, double sampleRate, doubl
         const double t = anchor + beatSeconds * double(k);
         if (t < 0 || t >= duration) continue;
         const auto at = std::int64_t(sampleRate * t);
-        if (const auto attack = search(at)) offsets.push_back({double(attack->position - at) / sampleRate, attack->slope});
+        if (const auto attack = search(at))
+            offsets.push_back({double(attack->position - at) / sampleRate, attack->slope});
     }
-    std::stable_sort(offsets.begin(), offsets.end(), [](const Offset& a, const Offset& b) { return a.slope > b.slope; });
+    std::stable_sort(offsets.begin(), offsets.end(),
+                     [](const Offset& a, const Offset& b) { return a.slope > b.slope; });
     const std::size_t keep = std::min(offsets.size(), std::max<std::size_t>(offsets.size(), 8) / 2);
     if (keep < 4) return anchor + own;
     std::vector<double> kept;
-    for (std::size_t i = 0; i < keep; ++i) kept.push_back(offsets[i].seconds);
+    for (std::size_t i = 0; i < keep; ++i)
+        kept.push_back(offsets[i].seconds);
     std::sort(kept.begin(), kept.end());
-    const double median = kept.size() % 2 ? kept[kept.size() / 2]
-                                          : (kept[kept.size() / 2 - 1] + kept[kept.size() / 2]) / 2;
+    const double median =
+        kept.size() % 2 ? kept[kept.size() / 2] : (kept[kept.size() / 2 - 1] + kept[kept.size() / 2]) / 2;
     return std::abs(own - median) > win * 0.5 ? anchor + median : anchor + own;
 }
 

@@ -24,7 +24,8 @@ std::vector<double> spectralCurve(std::span<const float> odf, double odfRate) {
     double total = 0;
     for (std::size_t at = 0; at < odf.size(); at += step) {
         double block = 0;
-        for (std::size_t i = at; i < std::min(at + step, odf.size()); ++i) block += odf[i];
+        for (std::size_t i = at; i < std::min(at + step, odf.size()); ++i)
+            block += odf[i];
         blocks.push_back(float(block));
         total += float(block);
     }
@@ -32,11 +33,13 @@ std::vector<double> spectralCurve(std::span<const float> odf, double odfRate) {
     const double blockRate = odfRate / double(step);
     for (std::size_t i = 0; i < bpms.size(); ++i) {
         double sum = 0;
-        curve[i] = std::abs(periodicity(std::span<const float>(blocks), blockRate * 60 / bpms[i], sum)) / total;
+        curve[i] =
+            std::abs(periodicity(std::span<const float>(blocks), blockRate * 60 / bpms[i], sum)) / total;
     }
     const double top = *std::max_element(curve.begin(), curve.end());
     if (top > 0)
-        for (auto& c : curve) c /= top;
+        for (auto& c : curve)
+            c /= top;
     return curve;
 }
 

@@ -44,8 +44,10 @@ double gridFit(std::span<const float> odf, double odfRate, double bpm, double ph
     double unwrapped = offsets.front(), low = unwrapped, high = unwrapped;
     for (std::size_t i = 1; i < offsets.size(); ++i) {
         double step = offsets[i] - offsets[i - 1];
-        while (step > 0.5) step -= 1;
-        while (step < -0.5) step += 1;
+        while (step > 0.5)
+            step -= 1;
+        while (step < -0.5)
+            step += 1;
         unwrapped += step;
         low = std::min(low, unwrapped);
         high = std::max(high, unwrapped);

@@ -8,8 +8,7 @@ namespace ostinel::TempoAnalyzer {
 // The transform of dftBin for any sample type, with the sum it needed.
 // The phasor turns by recurrence and is reset from sin/cos every 256
 // samples: the sums are exact to about 1e-13 at a fraction of the cost.
-template <typename T>
-std::complex<double> periodicity(std::span<const T> x, double period, double& sum) {
+template <typename T> std::complex<double> periodicity(std::span<const T> x, double period, double& sum) {
     sum = 0;
     if (!(period > 0) || x.empty()) return {0, 0};
     const double w = 2.0 * 3.14159265358979323846 / period;

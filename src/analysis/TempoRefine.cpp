@@ -45,7 +45,8 @@ ReliableEnvelope reliableEnvelope(std::span<const float> odf, double odfRate, do
 
     const std::size_t chunks = odf.size() / chunk;
     std::vector<double> coherences(chunks);
-    for (std::size_t c = 0; c < chunks; ++c) coherences[c] = coherence(odf.subspan(c * chunk, chunk), period);
+    for (std::size_t c = 0; c < chunks; ++c)
+        coherences[c] = coherence(odf.subspan(c * chunk, chunk), period);
     const double top = *std::max_element(coherences.begin(), coherences.end());
     if (!(top > 0)) return whole;
 
@@ -91,7 +92,8 @@ Refined refine(double bpm, std::span<const float> odf, double odfRate) {
     double position = best;
     if (best > 0 && best < steps && std::isfinite(grid[std::size_t(best) - 1]) &&
         std::isfinite(grid[std::size_t(best) + 1])) {
-        const double l = grid[std::size_t(best) - 1], c = grid[std::size_t(best)], r = grid[std::size_t(best) + 1];
+        const double l = grid[std::size_t(best) - 1], c = grid[std::size_t(best)],
+                     r = grid[std::size_t(best) + 1];
         const double d = l - 2 * c + r;
         if (d != 0) {
             const double delta = (l - r) * 0.5 / d;

@@ -42,8 +42,8 @@ std::optional<std::array<int, kBands + 1>> bandEdges(double sampleRate) {
     return edges;
 }
 
-void analyseFrames(std::span<const float> samples, const std::array<int, kBands + 1>& edges, int first, int last,
-                   float* out) {
+void analyseFrames(std::span<const float> samples, const std::array<int, kBands + 1>& edges, int first,
+                   int last, float* out) {
     const auto& window = hannWindow();
     RealFft fft;
     float* in = fft.input();
@@ -58,11 +58,13 @@ void analyseFrames(std::span<const float> samples, const std::array<int, kBands 
         const std::complex<float>* spectrum = fft.forward();
         // Four times the plain power: the packed real transform's scale,
         // which the constant 1000 below assumes.
-        for (int k = 1; k < kTopBin; ++k) power[std::size_t(k)] = 4.0 * double(std::norm(spectrum[k]));
+        for (int k = 1; k < kTopBin; ++k)
+            power[std::size_t(k)] = 4.0 * double(std::norm(spectrum[k]));
         float* row = out + std::size_t(frame) * kBands;
         for (int b = 0; b < kBands; ++b) {
             double sum = 0;
-            for (int k = edges[std::size_t(b)]; k < edges[std::size_t(b) + 1]; ++k) sum += power[std::size_t(k)];
+            for (int k = edges[std::size_t(b)]; k < edges[std::size_t(b) + 1]; ++k)
+                sum += power[std::size_t(k)];
             row[b] = float(std::log1p(std::sqrt(sum) * 1000.0));
         }
     }
@@ -86,13 +88,15 @@ std::optional<Spectrogram> spectrogram(std::span<const float> samples, double sa
         for (int c = 0; c < chunks; ++c) {
             const int first = int(std::int64_t(frames) * c / chunks);
             const int last = int(std::int64_t(frames) * (c + 1) / chunks);
-            threads.emplace_back([&, first, last] { analyseFrames(samples, *edges, first, last, result.values.data()); });
+            threads.emplace_back(
+                [&, first, last] { analyseFrames(samples, *edges, first, last, result.values.data()); });
         }
     }
     return result;
 }
 
-std::vector<float> onsetEnvelope(const Spectrogram& spectrogram, double sampleRate, std::optional<BandRange> bands) {
+std::vector<float> onsetEnvelope(const Spectrogram& spectrogram, double sampleRate,
+                                 std::optional<BandRange> bands) {
     const int frames = spectrogram.frameCount;
     if (frames < 3) return {};
     int from = 0, to = spectrogram.bandCount;
@@ -105,14 +109,16 @@ std::vector<float> onsetEnvelope(const Spectrogram& spectrogram, double sampleRa
         const float* now = spectrogram.row(t);
         const float* before = spectrogram.row(t - 1);
         float sum = 0;
-        for (int b = from; b < to; ++b) sum += std::max(now[b] - before[b], 0.0f);
+        for (int b = from; b < to; ++b)
+            sum += std::max(now[b] - before[b], 0.0f);
         flux[std::size_t(t)] = sum;
     }
 
     // Removing the local mean leaves the attacks standing out of a steady bed.
     const int half = std::max(int(std::min(sampleRate / kHop * 0.3, double(frames))), 1);
     std::vector<double> prefix(std::size_t(frames) + 1, 0.0);
-    for (int t = 0; t < frames; ++t) prefix[std::size_t(t) + 1] = prefix[std::size_t(t)] + flux[std::size_t(t)];
+    for (int t = 0; t < frames; ++t)
+        prefix[std::size_t(t) + 1] = prefix[std::size_t(t)] + flux[std::size_t(t)];
     std::vector<float> odf(static_cast<std::size_t>(frames));
     for (int t = 0; t < frames; ++t) {
         const int lo = std::max(t - half, 0);

@@ -10,7 +10,8 @@ namespace ostinel::TempoAnalyzer {
 const std::vector<double>& candidateBPMs() {
     static const std::vector<double> axis = [] {
         std::vector<double> bpms;
-        for (double bpm = 40.0; bpm <= 300.0; bpm *= 1.005) bpms.push_back(bpm);
+        for (double bpm = 40.0; bpm <= 300.0; bpm *= 1.005)
+            bpms.push_back(bpm);
         return bpms;
     }();
     return axis;
@@ -38,7 +39,8 @@ std::optional<WindowVote> voteForWindow(std::span<const float> odf, double odfRa
     const double mean = std::accumulate(odf.begin(), odf.end(), 0.0) / double(count);
     if (!(mean > 0)) return std::nullopt;
     std::vector<double> x(odf.begin(), odf.end());
-    for (auto& v : x) v -= mean;
+    for (auto& v : x)
+        v -= mean;
     // Three seconds of lag: twice the period of the slowest candidate.
     const std::int64_t maxLag = std::min(count / 2, std::int64_t(std::min(odfRate * 1.5 * 2, double(count))));
     if (maxLag < 5) return std::nullopt;
@@ -49,12 +51,14 @@ std::optional<WindowVote> voteForWindow(std::span<const float> odf, double odfRa
     std::vector<double> ac(std::size_t(maxLag) + 1);
     for (std::int64_t lag = 0; lag <= maxLag; ++lag) {
         double sum = 0;
-        for (std::int64_t i = 0; i + lag < count; ++i) sum += x[std::size_t(i)] * x[std::size_t(i + lag)];
+        for (std::int64_t i = 0; i + lag < count; ++i)
+            sum += x[std::size_t(i)] * x[std::size_t(i + lag)];
         ac[std::size_t(lag)] = sum / double(count - lag);
     }
     if (!(ac[0] > 0)) return std::nullopt;
     const double zero = ac[0];
-    for (auto& v : ac) v /= zero;
+    for (auto& v : ac)
+        v /= zero;
 
     const auto& bpms = candidateBPMs();
     vote.scores.assign(bpms.size(), 0.0);
@@ -126,18 +130,21 @@ std::optional<std::vector<double>> aggregate(const std::vector<WindowVote>& vote
     for (const auto& v : votes)
         if (v.energy >= energyFloor && v.confidence >= confidenceFloor) kept.push_back(&v);
     if (kept.empty())
-        for (const auto& v : votes) kept.push_back(&v);
+        for (const auto& v : votes)
+            kept.push_back(&v);
 
     std::vector<double> sum(candidateBPMs().size(), 0.0);
     for (const WindowVote* v : kept) {
         const std::size_t n = std::min(sum.size(), v->scores.size());
         const double peak = n ? *std::max_element(v->scores.begin(), v->scores.begin() + long(n)) : 0.0;
         if (!(peak > 0)) continue;
-        for (std::size_t i = 0; i < n; ++i) sum[i] += v->confidence * v->scores[i] / peak;
+        for (std::size_t i = 0; i < n; ++i)
+            sum[i] += v->confidence * v->scores[i] / peak;
     }
     const double top = *std::max_element(sum.begin(), sum.end());
     if (!(top > 0)) return std::nullopt;
-    for (auto& s : sum) s /= top;
+    for (auto& s : sum)
+        s /= top;
     return sum;
 }
 

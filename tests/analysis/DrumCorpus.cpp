@@ -9,7 +9,7 @@ namespace ostinel::test {
 namespace {
 
 class Noise {
-public:
+  public:
     explicit Noise(unsigned seed) : state_(seed * 2654435761u + 1) {}
     float next() {
         state_ ^= state_ << 13;
@@ -18,7 +18,7 @@ public:
         return float(state_) / 2147483648.0f - 1.0f;
     }
 
-private:
+  private:
     unsigned state_;
 };
 
@@ -73,7 +73,8 @@ Sound bass(int rate, double hz, double seconds) {
 
 void mix(std::vector<float>& out, const Sound& sound, double seconds, int rate, float gain) {
     const auto at = std::size_t(std::llround(seconds * rate));
-    for (std::size_t i = 0; i < sound.size() && at + i < out.size(); ++i) out[at + i] += sound[i] * gain;
+    for (std::size_t i = 0; i < sound.size() && at + i < out.size(); ++i)
+        out[at + i] += sound[i] * gain;
 }
 
 } // namespace
@@ -82,7 +83,8 @@ DrumPiece renderDrums(const DrumStyle& style, int rate) {
     Noise noise(style.seed);
     DrumPiece piece;
     piece.samples.resize(std::size_t(style.seconds * rate));
-    for (auto& s : piece.samples) s = 0.0005f * noise.next();
+    for (auto& s : piece.samples)
+        s = 0.0005f * noise.next();
     const Sound kickSound = kick(rate), snareSound = snare(rate, noise), hatSound = hat(rate, noise);
     const double endBpm = style.endBpm > 0 ? style.endBpm : style.bpm;
     const int pattern = int(style.seed % 3);
@@ -112,7 +114,8 @@ DrumPiece renderDrums(const DrumStyle& style, int rate) {
                 mix(piece.samples, kickSound, offBeat, rate, level(0.6f));
             const bool fill = style.fills && bar % 4 == 3 && inBar == 3;
             if (fill) {
-                for (int q = 0; q < 4; ++q) mix(piece.samples, snareSound, beatStart + length * q / 4, rate, level(0.5f));
+                for (int q = 0; q < 4; ++q)
+                    mix(piece.samples, snareSound, beatStart + length * q / 4, rate, level(0.5f));
             } else if (inBar % 2 == 1) {
                 mix(piece.samples, snareSound, beatStart, rate, level(0.7f));
             }

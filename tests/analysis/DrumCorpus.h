@@ -10,14 +10,14 @@ namespace ostinel::test {
 // and snare figure alone repeats every two beats and has no downbeat.
 struct DrumStyle {
     double bpm = 120;
-    double endBpm = 0;    // the tempo reached at the end of a linear ramp; 0 for none
+    double endBpm = 0; // the tempo reached at the end of a linear ramp; 0 for none
     double seconds = 32;
-    double leadIn = 0.2;  // silence before the first beat, seconds; under a beat
-    int introBars = 0;    // bars of quiet hats before the groove
-    double swing = 0;     // delay of the off-beat eighths, as a fraction of an eighth
-    bool fills = false;   // a snare fill ends every fourth bar
-    int gapBar = -1;      // first of two bars left to the noise floor
-    unsigned seed = 1;    // hit levels and noise; also picks one of three kick patterns
+    double leadIn = 0.2; // silence before the first beat, seconds; under a beat
+    int introBars = 0;   // bars of quiet hats before the groove
+    double swing = 0;    // delay of the off-beat eighths, as a fraction of an eighth
+    bool fills = false;  // a snare fill ends every fourth bar
+    int gapBar = -1;     // first of two bars left to the noise floor
+    unsigned seed = 1;   // hit levels and noise; also picks one of three kick patterns
 };
 
 struct DrumPiece {

@@ -24,7 +24,8 @@ std::vector<float> clickTrack(double bpm, double seconds) {
     for (double t = 0.1; t < seconds; t += 60 / bpm) {
         const auto at = std::size_t(std::llround(t * kRate));
         for (std::size_t i = 0; i < 220 && at + i < s.size(); ++i)
-            s[at + i] = float(0.8 * std::sin(2 * std::numbers::pi * 2000 * double(i) / kRate) * std::exp(-double(i) / 60));
+            s[at + i] = float(0.8 * std::sin(2 * std::numbers::pi * 2000 * double(i) / kRate) *
+                              std::exp(-double(i) / 60));
     }
     return s;
 }
@@ -44,9 +45,10 @@ std::vector<float> pulses(double bpm, double seconds, double odfRate, double ram
 
 std::size_t nearestCandidate(double bpm) {
     const auto& c = TA::candidateBPMs();
-    return std::size_t(std::min_element(c.begin(), c.end(), [&](double a, double b) {
-                           return std::abs(a - bpm) < std::abs(b - bpm);
-                       }) - c.begin());
+    return std::size_t(
+        std::min_element(c.begin(), c.end(),
+                         [&](double a, double b) { return std::abs(a - bpm) < std::abs(b - bpm); }) -
+        c.begin());
 }
 
 TEST(TempoAnalyzer, ClickTrackAt120IsExactAndNearMissesSnapOnlyWhenCoherent) {
@@ -67,8 +69,10 @@ TEST(TempoAnalyzer, ClickTrackAt120IsExactAndNearMissesSnapOnlyWhenCoherent) {
         const double atPeak = TA::coherence(odf, 20 * 60 / 120.03);
         const bool snaps = seconds < 600;
         EXPECT_EQ(atGrid >= 0.9 * atPeak, snaps) << seconds;
-        if (snaps) EXPECT_EQ(refined.bpm, 120.0);
-        else EXPECT_NEAR(refined.bpm, 120.03, 0.003);
+        if (snaps)
+            EXPECT_EQ(refined.bpm, 120.0);
+        else
+            EXPECT_NEAR(refined.bpm, 120.03, 0.003);
     }
 }
 
@@ -117,7 +121,8 @@ TEST(TempoAnalyzer, WindowsVotesTransformAndDrift) {
     // The mean never leaks into a bin, whatever the fractional period; a
     // cosine of amplitude 1 gives half its length.
     std::vector<float> constant(1000, 3.0f), wave(1000);
-    for (std::size_t n = 0; n < wave.size(); ++n) wave[n] = float(2 + std::cos(2 * std::numbers::pi * double(n) / 12.5));
+    for (std::size_t n = 0; n < wave.size(); ++n)
+        wave[n] = float(2 + std::cos(2 * std::numbers::pi * double(n) / 12.5));
     EXPECT_NEAR(std::abs(TA::dftBin(constant, 37.3)), 0, 1e-6);
     EXPECT_NEAR(std::abs(TA::dftBin(wave, 12.5)), 500, 0.5);
     EXPECT_EQ(TA::dftBin(wave, 0), std::complex<double>(0, 0));
@@ -136,7 +141,8 @@ TEST(TempoAnalyzer, RegionOfAFileAnchorsInFileTime) {
     style.bpm = 110;
     style.seconds = 40;
     const auto piece = test::renderDrums(style, kRate);
-    const auto path = test::writeSamples(dir.file("drums.wav"), piece.samples, kRate, 1, test::WavSamples::Float);
+    const auto path =
+        test::writeSamples(dir.file("drums.wav"), piece.samples, kRate, 1, test::WavSamples::Float);
     const auto estimate = TA::detect(path, TempoRange{10.3, 32});
     ASSERT_TRUE(estimate);
     EXPECT_NEAR(estimate->bpm, 110, 1.1);
@@ -159,21 +165,26 @@ TEST(TempoAnalyzer, BadInputGivesNothingAndIsLogged) {
     style.seconds = 20;
     // A corrupt sample counts as silence rather than spoiling the file.
     auto drums = test::renderDrums(style, kRate).samples;
-    for (std::size_t i = 5000; i < drums.size(); i += 40000) drums[i] = 0;
+    for (std::size_t i = 5000; i < drums.size(); i += 40000)
+        drums[i] = 0;
     const auto clean = TA::analyze(drums, kRate, 0);
     for (std::size_t i = 5000; i < drums.size(); i += 40000)
-        drums[i] = i % 80000 ? std::numeric_limits<float>::quiet_NaN() : std::numeric_limits<float>::infinity();
-    const auto glitched = test::writeSamples(dir.file("glitched.wav"), drums, kRate, 1, test::WavSamples::Float);
+        drums[i] =
+            i % 80000 ? std::numeric_limits<float>::quiet_NaN() : std::numeric_limits<float>::infinity();
+    const auto glitched =
+        test::writeSamples(dir.file("glitched.wav"), drums, kRate, 1, test::WavSamples::Float);
     EXPECT_EQ(TA::detect(glitched), clean);
     std::vector<float> broken(kRate * 5, std::numeric_limits<float>::quiet_NaN());
-    for (std::size_t i = 0; i < broken.size(); i += 2) broken[i] = -std::numeric_limits<float>::infinity();
+    for (std::size_t i = 0; i < broken.size(); i += 2)
+        broken[i] = -std::numeric_limits<float>::infinity();
     const auto nonFinite = test::writeSamples(dir.file("nan.wav"), broken, kRate, 1, test::WavSamples::Float);
 
     static QStringList logged;
     logged.clear();
-    const auto previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext& context, const QString& text) {
-        if (QString(context.category) == "com.ostinel.tempo") logged << text;
-    });
+    const auto previous =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext& context, const QString& text) {
+            if (QString(context.category) == "com.ostinel.tempo") logged << text;
+        });
     EXPECT_FALSE(TA::detect(nonFinite));
     EXPECT_FALSE(TA::detect(glitched, TempoRange{5, 5.9}));
     EXPECT_FALSE(TA::detect(dir.file("missing.wav")));

@@ -16,7 +16,8 @@ std::vector<float> beats(double seconds) {
     for (double t = 0.25; t < seconds; t += 0.5) {
         const auto at = std::size_t(t * 44100);
         for (std::size_t i = 0; i < 4000 && at + i < s.size() / 2; ++i)
-            s[(at + i) * 2] = s[(at + i) * 2 + 1] = float(0.8 * std::sin(0.01 * double(i)) * std::exp(-double(i) / 1500));
+            s[(at + i) * 2] = s[(at + i) * 2 + 1] =
+                float(0.8 * std::sin(0.01 * double(i)) * std::exp(-double(i) / 1500));
     }
     return s;
 }
@@ -25,7 +26,8 @@ TEST(TempoCommand, PrintsTheEstimateOrNullsAndRefusesBadArguments) {
     test::TempDir dir;
     const auto home = dir.path().string();
     const auto drums = test::writeSamples(dir.file("beats.wav"), beats(30), 44100, 2);
-    const auto silent = test::writeSamples(dir.file("silent.wav"), std::vector<float>(44100 * 4, 0.0f), 44100, 2);
+    const auto silent =
+        test::writeSamples(dir.file("silent.wav"), std::vector<float>(44100 * 4, 0.0f), 44100, 2);
 
     for (const auto& [args, range] :
          {std::pair{std::vector<std::string>{"tempo", drums}, std::optional<TempoRange>()},
@@ -35,20 +37,23 @@ TEST(TempoCommand, PrintsTheEstimateOrNullsAndRefusesBadArguments) {
         const auto estimate = TempoAnalyzer::detect(drums, range);
         ASSERT_TRUE(estimate);
         EXPECT_EQ(nlohmann::json::parse(run.out), (nlohmann::json{{"file", drums},
-                                                                 {"bpm", estimate->bpm},
-                                                                 {"anchorSeconds", estimate->anchorSeconds},
-                                                                 {"confidence", estimate->confidence},
-                                                                 {"variable", estimate->isDrifting}}));
+                                                                  {"bpm", estimate->bpm},
+                                                                  {"anchorSeconds", estimate->anchorSeconds},
+                                                                  {"confidence", estimate->confidence},
+                                                                  {"variable", estimate->isDrifting}}));
     }
 
     const auto none = test::runCli({"tempo", silent}, home);
     EXPECT_EQ(none.status, 0);
-    EXPECT_EQ(nlohmann::json::parse(none.out),
-              (nlohmann::json{{"file", silent}, {"bpm", nullptr}, {"anchorSeconds", nullptr},
-                              {"confidence", nullptr}, {"variable", false}}));
+    EXPECT_EQ(nlohmann::json::parse(none.out), (nlohmann::json{{"file", silent},
+                                                               {"bpm", nullptr},
+                                                               {"anchorSeconds", nullptr},
+                                                               {"confidence", nullptr},
+                                                               {"variable", false}}));
     const auto missing = test::runCli({"tempo", dir.file("gone.wav")}, home);
     EXPECT_EQ(missing.status, 1);
-    EXPECT_NE(nlohmann::json::parse(missing.out)["error"].get<std::string>().find("gone.wav"), std::string::npos);
+    EXPECT_NE(nlohmann::json::parse(missing.out)["error"].get<std::string>().find("gone.wav"),
+              std::string::npos);
 
     for (const auto& [args, message] : std::vector<std::pair<std::vector<std::string>, std::string>>{
              {{"tempo"}, "usage"},
