@@ -103,8 +103,8 @@ DrumPiece renderDrums(const DrumStyle& style, int rate) {
             mix(piece.samples, hatSound, beatStart, rate, level(0.05f));
             mix(piece.samples, hatSound, offBeat, rate, level(0.03f));
         } else if (!gap) {
-            mix(piece.samples, hatSound, beatStart, rate, level(0.25f));
-            mix(piece.samples, hatSound, offBeat, rate, level(0.15f));
+            mix(piece.samples, hatSound, beatStart, rate, level(0.12f));
+            mix(piece.samples, hatSound, offBeat, rate, level(0.07f));
             if (inBar == 0) {
                 mix(piece.samples, kickSound, beatStart, rate, level(0.9f));
                 mix(piece.samples, bass(rate, roots[bar % 4], length), beatStart, rate, 0.25f);
