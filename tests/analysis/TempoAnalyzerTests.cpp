@@ -126,6 +126,17 @@ TEST(TempoAnalyzer, WindowsVotesTransformAndDrift) {
     EXPECT_NEAR(std::abs(TA::dftBin(constant, 37.3)), 0, 1e-6);
     EXPECT_NEAR(std::abs(TA::dftBin(wave, 12.5)), 500, 0.5);
     EXPECT_EQ(TA::dftBin(wave, 0), std::complex<double>(0, 0));
+    // Taking the mean out analytically is the plain transform of the centred
+    // envelope, over a whole track's length too.
+    const auto track = pulses(97.3, 300, kOdfRate);
+    double mean = 0;
+    for (const float v : track)
+        mean += v / double(track.size());
+    std::complex<double> plain;
+    const double w = 2 * std::numbers::pi / 106.21;
+    for (std::size_t n = 0; n < track.size(); ++n)
+        plain += (track[n] - mean) * std::polar(1.0, -w * double(n));
+    EXPECT_LT(std::abs(TA::dftBin(track, 106.21) - plain), 1e-9 * std::abs(plain));
 
     // Pulses that speed up slide off a rigid grid, once there are 24 seconds
     // to measure it in.
