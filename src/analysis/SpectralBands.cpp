@@ -1,41 +1,16 @@
 #include "analysis/SpectralBands.h"
 
-#include <fftw3.h>
+#include "analysis/RealFft.h"
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
-#include <mutex>
 #include <thread>
 
 namespace ostinel {
 namespace {
 
-constexpr int kSize = 1024;
-constexpr int kBins = kSize / 2;
-
-struct FftwFree {
-    void operator()(void* p) const { fftwf_free(p); }
-};
-template <typename T> using FftwBuffer = std::unique_ptr<T, FftwFree>;
-
-// One plan for the process: the planner is not thread-safe, execution on
-// fresh arrays of the same alignment is.
-struct Plan {
-    Plan() {
-        FftwBuffer<float> in(fftwf_alloc_real(kSize));
-        FftwBuffer<fftwf_complex> out(fftwf_alloc_complex(kBins + 1));
-        plan = fftwf_plan_dft_r2c_1d(kSize, in.get(), out.get(), FFTW_ESTIMATE);
-    }
-    fftwf_plan plan = nullptr;
-};
-
-fftwf_plan sharedPlan() {
-    static std::mutex mutex;
-    const std::lock_guard lock(mutex);
-    static const Plan plan;
-    return plan.plan;
-}
+constexpr int kSize = RealFft::size;
+constexpr int kBins = RealFft::bins;
 
 const std::array<float, kSize>& hannWindow() {
     static const auto window = [] {
@@ -53,10 +28,9 @@ struct Edges {
 };
 
 void analyseFrames(const float* mono, std::int64_t sampleCount, std::int64_t first, std::int64_t last,
-                   Edges edges, fftwf_plan plan, std::array<float, 3>* out) {
+                   Edges edges, std::array<float, 3>* out) {
     const auto& window = hannWindow();
-    FftwBuffer<float> in(fftwf_alloc_real(kSize));
-    FftwBuffer<fftwf_complex> spectrum(fftwf_alloc_complex(kBins + 1));
+    RealFft fft;
     for (std::int64_t f = first; f < last; ++f) {
         const std::int64_t start = f * kSize;
         for (int n = 0; n < kSize; ++n) {
@@ -64,12 +38,12 @@ void analyseFrames(const float* mono, std::int64_t sampleCount, std::int64_t fir
             float s = at < sampleCount ? mono[at] : 0.0f;
             // A corrupt sample would poison the whole frame's sums.
             if (!std::isfinite(s)) s = 0.0f;
-            in.get()[n] = s * window[std::size_t(n)];
+            fft.input()[n] = s * window[std::size_t(n)];
         }
-        fftwf_execute_dft_r2c(plan, in.get(), spectrum.get());
+        const std::complex<float>* spectrum = fft.forward();
         double sums[3] = {0, 0, 0};
         for (int k = 1; k < kBins; ++k) {
-            const double re = spectrum.get()[k][0], im = spectrum.get()[k][1];
+            const double re = spectrum[k].real(), im = spectrum[k].imag();
             // Twice the plain DFT, the packed real transform's convention the
             // silence floor was chosen for.
             const double mag = 4.0 * (re * re + im * im);
@@ -94,17 +68,16 @@ SpectralBands computeSpectralBands(const float* mono, std::int64_t sampleCount, 
 
     const std::int64_t frames = std::max<std::int64_t>(sampleCount / kSize, 1);
     std::vector<std::array<float, 3>> perFrame(static_cast<std::size_t>(frames));
-    const fftwf_plan plan = sharedPlan();
     if (threads < 1) threads = int(std::max(1u, std::thread::hardware_concurrency()));
     const std::int64_t chunks = std::max<std::int64_t>(std::min<std::int64_t>(threads, frames), 1);
     if (chunks == 1) {
-        analyseFrames(mono, sampleCount, 0, frames, edges, plan, perFrame.data());
+        analyseFrames(mono, sampleCount, 0, frames, edges, perFrame.data());
     } else {
         std::vector<std::jthread> workers;
         for (std::int64_t c = 0; c < chunks; ++c) {
             const std::int64_t first = c * frames / chunks, last = (c + 1) * frames / chunks;
             workers.emplace_back([=, &perFrame] {
-                analyseFrames(mono, sampleCount, first, last, edges, plan, perFrame.data() + first);
+                analyseFrames(mono, sampleCount, first, last, edges, perFrame.data() + first);
             });
         }
     }

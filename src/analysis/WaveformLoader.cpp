@@ -1,3 +1,4 @@
+#include "analysis/MonoAudio.h"
 #include "analysis/SpectralBands.h"
 #include "analysis/WaveformPeaks.h"
 
@@ -36,30 +37,11 @@ Expected<std::vector<float>> computeWaveformPeaks(const std::string& path) {
 }
 
 SpectralBands computeBands(const std::string& path) {
-    auto opened = AudioFile::open(path);
-    if (!opened) return {};
-    AudioFile& file = **opened;
-    const std::int64_t frames = file.frames();
-    if (frames <= 0 || frames > std::int64_t(UINT32_MAX)) return {};
-    const int channelCount = file.channels();
-    if (channelCount < 1) return {};
-
-    std::vector<float> mono(static_cast<std::size_t>(frames), 0.0f);
-    constexpr std::int64_t chunk = 1 << 18;
-    std::vector<std::vector<float>> storage(static_cast<std::size_t>(channelCount), std::vector<float>(chunk));
-    std::vector<float*> pointers;
-    for (auto& s : storage) pointers.push_back(s.data());
-    const float gain = 1.0f / float(channelCount);
-    std::int64_t at = 0;
-    while (at < frames) {
-        auto got = file.read(at, std::min(chunk, frames - at), pointers.data());
-        if (!got) return {};
-        if (*got <= 0) break;
-        for (const auto& channel : storage)
-            for (std::int64_t i = 0; i < *got; ++i) mono[std::size_t(at + i)] += channel[std::size_t(i)] * gain;
-        at += *got;
-    }
-    return computeSpectralBands(mono.data(), frames, file.sampleRate(), waveformPeakCount(frames, file.sampleRate()));
+    const auto mono = readMono(path);
+    if (!mono) return {};
+    const auto frames = std::int64_t(mono->samples.size());
+    return computeSpectralBands(mono->samples.data(), frames, mono->sampleRate,
+                                waveformPeakCount(frames, mono->sampleRate));
 }
 
 } // namespace ostinel
