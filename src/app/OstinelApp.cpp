@@ -6,6 +6,7 @@
 #include <QThreadPool>
 
 #include "analysis/AnalysisDiskCache.h"
+#include "analysis/TempoAnalyzer.h"
 #include "analysis/TempoDetection.h"
 #include "app/InputMonitor.h"
 #include "app/MainWindow.h"
@@ -113,9 +114,7 @@ void OstinelApp::wire() {
     });
     connect(&engine_, &PlaybackEngine::isPlayingChanged, this, &OstinelApp::logPlaying);
 
-    // wired to TempoAnalyzer::detect once it lands
-    TempoDetection::Detector detector = [](auto&&...) { return std::optional<TempoEstimate>(); };
-    tempo_ = std::make_unique<TempoDetection>(state_, loop_, std::move(detector));
+    tempo_ = std::make_unique<TempoDetection>(state_, loop_, &TempoAnalyzer::detect);
     workspace_.tempo = tempo_.get();
 
     wireMidi();
