@@ -4,6 +4,7 @@
 #include <cmath>
 #include <filesystem>
 
+#include "analysis/TempoAnalyzer.h"
 #include "document/ShowFile.h"
 #include "platform/AudioFile.h"
 #include "support/CliRun.h"
@@ -77,6 +78,14 @@ TEST(DemoCommand, WritesAProjectWhoseAudioMatchesItsTracksAndVampsSeamlessly) {
         }
     EXPECT_LT(worst, 1e-5f);
     EXPECT_GT(energy / float(4 * k), 1e-4f) << "the seam must not be silence";
+
+    // Detect Tempo on the groove lays the grid the demo already has.
+    const auto tempo = TempoAnalyzer::detect(groove->url.path());
+    ASSERT_TRUE(tempo);
+    EXPECT_EQ(tempo->bpm, groove->bpm);
+    const double bars = (tempo->anchorSeconds - groove->beatOffsetSeconds) / bar;
+    EXPECT_NEAR((bars - std::round(bars)) * bar, 0.0, 0.02) << "downbeat at " << tempo->anchorSeconds;
+    EXPECT_FALSE(tempo->isDrifting);
 }
 
 TEST(DemoCommand, LeavesWhatIsInTheWayAlone) {

@@ -415,6 +415,17 @@ Stereo renderGroove() {
         for (int i = 0; i < 4; ++i) mixIn(out, snareHit, at(12 + i), roll[std::size_t(i)], snarePan);
     }
 
+    // Room tone before the first hit, as a recording has: the groove starts
+    // out of something rather than out of nothing.
+    Noise room(0x7007);
+    const std::int64_t leadIn = framesOf(L::firstDownbeatSeconds);
+    for (std::int64_t i = 0; i < leadIn; ++i) {
+        const float fade = float(std::min(1.0, double(std::min(i, leadIn - i)) / double(framesOf(0.05))));
+        const float v = 0.002f * fade * room.next();
+        out.samples[std::size_t(2 * i)] += v;
+        out.samples[std::size_t(2 * i + 1)] += v;
+    }
+
     const std::int64_t last = framesOf(L::barStartSeconds(L::finalHitBar));
     mixIn(out, kickHit, last, 1.0f, kickPan);
     const auto cymbal = crash(L::tailSeconds - 0.05, 0xc4a5);
