@@ -5,6 +5,7 @@
 #include <numbers>
 #include <numeric>
 
+#include "analysis/ChunkedRead.h"
 #include "base/FileUrl.h"
 #include "platform/AudioFile.h"
 
@@ -268,19 +269,10 @@ Expected<std::optional<LoudnessMeasurement>> LoudnessAnalyzer::measure(const std
 
     LoudnessAnalyzer analyzer(file.sampleRate(), channelCount);
     analyzer.blocks_.reserve(std::size_t(frames / analyzer.hop_ + 1));
-    constexpr std::int64_t readSize = 1 << 16;
-    std::vector<std::vector<float>> storage(static_cast<std::size_t>(channelCount),
-                                            std::vector<float>(readSize));
-    std::vector<float*> pointers;
-    for (auto& s : storage)
-        pointers.push_back(s.data());
-    for (std::int64_t at = 0; at < frames;) {
-        auto got = file.read(at, std::min(readSize, frames - at), pointers.data());
-        if (!got) return Error{"Cannot measure loudness of " + name + ": " + got.error().message};
-        if (*got <= 0) break;
-        analyzer.add(pointers.data(), *got);
-        at += *got;
-    }
+    auto failed = readInChunks(file, 1 << 16, [&](const float* const* channels, std::int64_t, std::int64_t count) {
+        analyzer.add(channels, count);
+    });
+    if (failed) return Error{"Cannot measure loudness of " + name + ": " + failed->message};
     return analyzer.finish();
 }
 

@@ -1,8 +1,7 @@
+#include "analysis/ChunkedRead.h"
 #include "analysis/MonoAudio.h"
 #include "analysis/SpectralBands.h"
 #include "analysis/WaveformPeaks.h"
-
-#include <algorithm>
 
 #include "base/FileUrl.h"
 #include "platform/AudioFile.h"
@@ -20,19 +19,12 @@ Expected<std::vector<float>> computeWaveformPeaks(const std::string& path) {
     const int channelCount = file.channels();
     PeakBuckets buckets(frames, waveformPeakCount(frames, file.sampleRate()));
     // Large reads keep the decoder's per-call cost out of the picture.
-    constexpr std::int64_t chunk = 1 << 18;
-    std::vector<std::vector<float>> storage(static_cast<std::size_t>(channelCount), std::vector<float>(chunk));
-    std::vector<float*> pointers;
-    for (auto& s : storage) pointers.push_back(s.data());
-
-    for (std::int64_t at = 0; at < frames;) {
-        auto got = file.read(at, std::min(chunk, frames - at), pointers.data());
-        if (!got) return Error{"Failed to read audio for waveform (" + FileUrl::fromPath(path).fileName() +
-                               "): " + got.error().message};
-        if (*got <= 0) break;
-        buckets.add(at, *got, pointers.data(), channelCount);
-        at += *got;
-    }
+    auto failed = readInChunks(file, 1 << 18, [&](const float* const* channels, std::int64_t at, std::int64_t count) {
+        buckets.add(at, count, channels, channelCount);
+    });
+    if (failed)
+        return Error{"Failed to read audio for waveform (" + FileUrl::fromPath(path).fileName() + "): " +
+                     failed->message};
     return buckets.peaks();
 }
 
